@@ -2,13 +2,14 @@
 
 namespace kiv {
 
+Status::Status(StatusCode code, const std::string& message)
+    : code_(code), message_(message.empty() ? nullptr : std::make_unique<std::string>(message)) {}
+
 Status::Status(StatusCode code, const char*) : code_(code) {}
 
-Status& Status::operator=(Status&& other) noexcept {
-    code_ = other.code_;
-    if (this != &other)
-        message_ = std::exchange(other.message_, {});
-    return *this;
+void Status::_CopyMessage(const Status& from) {
+    if (this != &from)
+        message_ = from.message_ ? std::make_unique<std::string>(*from.message_) : nullptr;
 }
 
 StatusPtr::~StatusPtr() = default;

@@ -9,8 +9,8 @@
 #ifndef KIV_BASE_STATUS_H_
 #define KIV_BASE_STATUS_H_
 
+#include <memory>
 #include <string>
-#include <utility>
 
 #include "kiv/base/export.h"
 #include "kiv/base/integers.h"
@@ -33,7 +33,7 @@ public:
     /// Success, with an empty message.
     constexpr Status() = default;
     constexpr Status(StatusCode code) : code_(code) {}
-    Status(StatusCode code, const std::string& message) : code_(code), message_(message) {}
+    Status(StatusCode code, const std::string& message);
     /// Records the code alone: texts are logged where something is known, not carried along.
     Status(StatusCode code, const char* message);
     /// The same for a printf format. It is a template because an ellipsis would make the form with one
@@ -42,26 +42,37 @@ public:
         requires(sizeof...(Args) > 0)
     Status(StatusCode code, const char* format, const Args&...) : Status(code, format) {}
 
-    Status(const Status&) = default;
-    Status& operator=(const Status&) = default;
+    Status(const Status& other) : code_(other.code_) {
+        if (other.message_)
+            _CopyMessage(other);
+    }
+    Status& operator=(const Status& other) {
+        code_ = other.code_;
+        if (message_ || other.message_)
+            _CopyMessage(other);
+        return *this;
+    }
     /// Takes the message and leaves the source with its code and an empty message.
-    constexpr Status(Status&& other) noexcept
-        : code_(other.code_), message_(std::exchange(other.message_, {})) {}
-    Status& operator=(Status&& other) noexcept;
-    constexpr ~Status() = default;
+    Status(Status&& other) noexcept = default;
+    Status& operator=(Status&& other) noexcept = default;
+    ~Status() = default;
 
     /// True means success.
     explicit operator bool() const { return code_ == StatusCode{}; }
 
     StatusCode code() const { return code_; }
-    std::string Message() const { return message_; }
+    std::string Message() const { return message_ ? *message_ : std::string(); }
 
     /// Compares the codes alone.
     bool operator==(const Status& other) const { return code_ == other.code_; }
 
 private:
+    void _CopyMessage(const Status& from);
+
     StatusCode code_{};
-    std::string message_;
+    // Null for the empty message, which nearly every status has: copying one then costs a store, and
+    // the constants need no initialiser that runs at load.
+    std::unique_ptr<std::string> message_;
 };
 
 /// One place to report to, for an operation with an optional `Status*` parameter: the caller's
