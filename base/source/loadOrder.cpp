@@ -1,6 +1,9 @@
-// The order in which the library comes to life, from top to bottom, and in which it goes, from bottom
-// to top. Every object of the library that needs an initialiser at load stands here, so that the order
-// can be read instead of being left to the linker.
+// The order in which the library comes to life, from top to bottom, and in which it goes, from
+// bottom to top. Every object of the library that needs an initialiser at load stands here, so that
+// the order can be read instead of being left to the linker.
+#include <spdlog/spdlog.h>
+
+#include "kiv/base/logging.h"
 #include "kiv/base/status.h"
 
 namespace kiv {
@@ -12,5 +15,11 @@ constinit const Status Status::InvalidCast{StatusCode{4}};
 constinit const Status Status::InvalidOperation{StatusCode{5}};
 constinit const Status Status::InvalidParameter{StatusCode{6}};
 constinit const Status Status::NotImplemented{StatusCode{9}};
+
+// spdlog's own statics come to life when they are first asked for. Asked for here they outlive all
+// that stands below, which may therefore log until it goes.
+[[maybe_unused]] static spdlog::logger* const defaultLogger = spdlog::default_logger_raw();
+Logger2 baseLogger("kiv.base");
+logging::Logger baseLogger2("kiv.base");
 
 }  // namespace kiv
