@@ -1,0 +1,31 @@
+// Rotations as quaternions, equal within a tolerance of 1e-6 in each component. A default one is
+// all zeros, and so no rotation at all.
+#ifndef KIV_BASE_QUATERNION_H_
+#define KIV_BASE_QUATERNION_H_
+
+#include "kiv/base/tolerance.h"
+
+namespace kiv {
+
+#define KIV_QUATERNION(Name, Scalar)                                       \
+    struct Name {                                                          \
+        Scalar x = 0;                                                      \
+        Scalar y = 0;                                                      \
+        Scalar z = 0;                                                      \
+        Scalar w = 0;                                                      \
+                                                                           \
+        friend constexpr bool operator==(const Name& a, const Name& b) {   \
+            return detail::IsNear(a.x, b.x) && detail::IsNear(a.y, b.y) && \
+                   detail::IsNear(a.z, b.z) && detail::IsNear(a.w, b.w);   \
+        }                                                                  \
+    };                                                                     \
+    static_assert(sizeof(Name) == 4 * sizeof(Scalar));
+
+KIV_QUATERNION(Quaterniond, double)
+KIV_QUATERNION(Quaternionf, float)
+
+#undef KIV_QUATERNION
+
+}  // namespace kiv
+
+#endif  // KIV_BASE_QUATERNION_H_
