@@ -3,8 +3,15 @@
 // the order can be read instead of being left to the linker.
 #include <spdlog/spdlog.h>
 
+#include "archive/builtInTypes.h"
+#include "kiv/base/archiveTypes.h"
+#include "kiv/base/array.h"
+#include "kiv/base/bufferObject.h"
 #include "kiv/base/logging.h"
+#include "kiv/base/object.h"
+#include "kiv/base/registration.h"
 #include "kiv/base/status.h"
+#include "kiv/base/typeRegistry.h"
 
 namespace kiv {
 
@@ -16,10 +23,26 @@ constinit const Status Status::InvalidOperation{StatusCode{5}};
 constinit const Status Status::InvalidParameter{StatusCode{6}};
 constinit const Status Status::NotImplemented{StatusCode{9}};
 
+// Before everything that has a `Type`, since a default one reads it already.
+TypeRegistry TypeRegistry::instance_;
+
 // spdlog's own statics come to life when they are first asked for. Asked for here they outlive all
 // that stands below, which may therefore log until it goes.
 [[maybe_unused]] static spdlog::logger* const defaultLogger = spdlog::default_logger_raw();
 Logger2 baseLogger("kiv.base");
 logging::Logger baseLogger2("kiv.base");
+
+// Modules add their handlers to the table when they are loaded.
+std::map<std::string, ArchiveSerializer<Value>::Handler>
+    ArchiveSerializer<Value>::value_archive_handles_;
+[[maybe_unused]] static const bool archived = (RegisterBuiltInArchiveTypes(), true);
+
+// A derived class may come before its base: the base's definition completes the lists.
+[[maybe_unused]] static const bool registered[] = {
+    Registration::Class<BufferObject>("BufferObject").Abstract(),
+    Registration::Class<Object>("Object").Abstract(),
+    Registration::Class<Array<float>>("FloatArray").Abstract(),
+    Registration::Class<Array<double>>("DoubleArray").Abstract(),
+};
 
 }  // namespace kiv

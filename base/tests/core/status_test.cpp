@@ -9,10 +9,10 @@ TEST(StatusTest, ConstantsHaveTheCodesThatCallersStore) {
     const struct {
         const Status& status;
         uint32 code;
-    } cases[] = {{Status::Success, 0},          {Status::Failure, 2},
-                 {Status::InsufficientMemory, 3}, {Status::InvalidCast, 4},
-                 {Status::InvalidOperation, 5}, {Status::InvalidParameter, 6},
-                 {Status::NotImplemented, 9}};
+    } cases[] = {
+        {Status::Success, 0},       {Status::Failure, 2},          {Status::InsufficientMemory, 3},
+        {Status::InvalidCast, 4},   {Status::InvalidOperation, 5}, {Status::InvalidParameter, 6},
+        {Status::NotImplemented, 9}};
     for (const auto& c : cases) {
         EXPECT_EQ(static_cast<uint32>(c.status.code()), c.code);
         EXPECT_EQ(static_cast<bool>(c.status), c.code == 0);

@@ -251,7 +251,7 @@ private:
     T* data_ = nullptr;  // behind the header of its buffer, or wherever the owner has it
 };
 
-static_assert(sizeof(Array<int>) == 3 * sizeof(void*));
+static_assert(sizeof(Array<char>) == 3 * sizeof(void*));
 
 template <class T>
 template <std::input_iterator It>

@@ -1,8 +1,8 @@
 // Marks what the library offers to other modules; every other symbol stays hidden.
 //
-// An explicit instantiation of a template is written in two places, a header and one source. GCC and
-// Clang want the export attribute on the header's line alone, Windows on the source's as well, so
-// the two have a macro each.
+// An explicit instantiation of a template is written in two places, a header and one source. GCC
+// and Clang want the export attribute on the header's line alone, Windows on the source's as well,
+// so the two have a macro each.
 #ifndef KIV_BASE_EXPORT_H_
 #define KIV_BASE_EXPORT_H_
 

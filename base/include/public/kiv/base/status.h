@@ -36,11 +36,11 @@ public:
     Status(StatusCode code, const std::string& message);
     /// Records the code alone: texts are logged where something is known, not carried along.
     Status(StatusCode code, const char* message);
-    /// The same for a printf format. It is a template because an ellipsis would make the form with one
-    /// text ambiguous.
+    /// The same for a printf format. It is a template because an ellipsis would make the form with
+    /// one text ambiguous.
     template <class... Args>
-        requires(sizeof...(Args) > 0)
-    Status(StatusCode code, const char* format, const Args&...) : Status(code, format) {}
+    requires(sizeof...(Args) > 0) Status(StatusCode code, const char* format, const Args&...)
+        : Status(code, format) {}
 
     Status(const Status& other) : code_(other.code_) {
         if (other.message_)
@@ -70,8 +70,8 @@ private:
     void _CopyMessage(const Status& from);
 
     StatusCode code_{};
-    // Null for the empty message, which nearly every status has: copying one then costs a store, and
-    // the constants need no initialiser that runs at load.
+    // Null for the empty message, which nearly every status has: copying one then costs a store,
+    // and the constants need no initialiser that runs at load.
     std::unique_ptr<std::string> message_;
 };
 

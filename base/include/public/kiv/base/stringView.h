@@ -1,7 +1,7 @@
 // The view of a text that all interfaces of the library pass: a pointer and a size, in this order.
 //
-// Its operations have the meaning of those of `std::basic_string_view`, and the two convert into each
-// other without a word; the class exists because its layout is part of the library's binary
+// Its operations have the meaning of those of `std::basic_string_view`, and the two convert into
+// each other without a word; the class exists because its layout is part of the library's binary
 // interface, and that of the standard view differs between systems.
 #ifndef KIV_BASE_STRING_VIEW_H_
 #define KIV_BASE_STRING_VIEW_H_

@@ -1,0 +1,130 @@
+// How values of a type that is known at run time only travel in archives, and how each type of the
+// library does.
+//
+// A `Value` is stored as "type", the raw name of what it holds, and "value", the datum. To let a
+// class of your own travel in a `Value`, tell how its fields are stored and register it once:
+//
+//     template <> struct kiv::ArchiveSerializer<Range> {
+//         static void Serialize(kiv::Archive& archive, Range& range) {
+//             archive.SerializeInt32("first", range.first);
+//             archive.SerializeInt32("last", range.last);
+//         }
+//     };
+//     static const kiv::ValueArchiveRegistrar<Range> range("class Range");  // its raw name
+//
+// Registration belongs into static initialisers: the table has no lock, and archives read it.
+#ifndef KIV_BASE_ARCHIVE_TYPES_H_
+#define KIV_BASE_ARCHIVE_TYPES_H_
+
+#include <functional>
+#include <map>
+#include <string>
+
+#include "kiv/base/archive.h"
+#include "kiv/base/array.h"
+#include "kiv/base/export.h"
+#include "kiv/base/geometry.h"
+#include "kiv/base/stringView.h"
+#include "kiv/base/timePoint.h"
+#include "kiv/base/type.h"
+#include "kiv/base/value.h"
+
+namespace kiv {
+
+template <>
+struct KIV_BASE_API ArchiveSerializer<Value> {
+    using Handler = std::function<void(Archive&, const StringView&, Value&)>;
+
+    /// The handlers by raw type name. A later registration replaces an earlier one.
+    static std::map<std::string, Handler> value_archive_handles_;
+
+    /// Writes the type and the datum, or reads them. An unknown type is logged and, with the option
+    /// "DeserializeValue", ends the pass with `std::runtime_error`; otherwise the value stays as it
+    /// was.
+    static void Serialize(Archive& archive, Value& value);
+
+    template <class T>
+    static void RegisterValueArchiveType(const std::string& typeName) {
+        Type::Declare<T>();
+        value_archive_handles_[typeName] = &_Handle<T>;
+    }
+    template <class T>
+    static void RegisterValueArchiveArrayType(const std::string& typeName) {
+        RegisterValueArchiveType<Array<T>>(typeName);
+    }
+
+private:
+    template <class T>
+    static void _Handle(Archive& archive, const StringView& name, Value& value);
+};
+
+// The records, each as an object of its fields; a plane's normal comes back with unit length.
+#define KIV_DECLARE(T)                                     \
+    template <>                                            \
+    struct KIV_BASE_API ArchiveSerializer<T> {             \
+        static void Serialize(Archive& archive, T& value); \
+    };
+KIV_FOR_EACH_RECORD(KIV_DECLARE)
+KIV_DECLARE(TimePoint)     // "ticks"
+KIV_DECLARE(Type)          // "Type": the registered name
+KIV_DECLARE(Array<Posed>)  // "array"
+#undef KIV_DECLARE
+
+// A scalar stands for the whole scope: it is what an element of an array is, and has no name.
+#define KIV_DEFINE(T, Name)                                                                       \
+    template <>                                                                                   \
+    struct ArchiveSerializer<T> {                                                                 \
+        static void Serialize(Archive& archive, T& value) { archive.Serialize##Name("", value); } \
+    };
+KIV_FOR_EACH_ARCHIVE_SCALAR(KIV_DEFINE)
+#undef KIV_DEFINE
+
+namespace detail {
+
+// The archive's own operation for what it knows by itself, and the structured one for the rest.
+template <class T>
+void SerializeDatum(Archive& archive, const StringView& name, T& value) {
+    archive.Serialize(name, value);
+}
+#define KIV_DEFINE(T, Name)                                                          \
+    inline void SerializeDatum(Archive& archive, const StringView& name, T& value) { \
+        archive.Serialize##Name(name, value);                                        \
+    }
+KIV_FOR_EACH_ARCHIVE_SCALAR(KIV_DEFINE)
+#undef KIV_DEFINE
+#define KIV_DEFINE(T, Name)                                                                 \
+    inline void SerializeDatum(Archive& archive, const StringView& name, Array<T>& value) { \
+        archive.Serialize##Name##Array(name, value);                                        \
+    }
+KIV_FOR_EACH_ARCHIVE_ELEMENT(KIV_DEFINE)
+#undef KIV_DEFINE
+
+}  // namespace detail
+
+template <class T>
+void ArchiveSerializer<Value>::_Handle(Archive& archive, const StringView& name, Value& value) {
+    T datum = value.Get<T>();
+    detail::SerializeDatum(archive, name, datum);
+    if (archive.IsRead())
+        value = Value(datum);
+}
+
+/// Registers the handlers of `T` and of `Array<T>`; used as a static object. `typeName` is the raw
+/// name of `T`: a handler under any other name is never found.
+template <class T>
+class ValueArchiveRegistrar {
+public:
+    explicit ValueArchiveRegistrar(const std::string& typeName) {
+        ArchiveSerializer<Value>::RegisterValueArchiveType<T>(typeName);
+        ArchiveSerializer<Value>::RegisterValueArchiveArrayType<T>(GetArrayWrapperName(typeName));
+    }
+
+    /// The raw name of the array of the type of that raw name.
+    static std::string GetArrayWrapperName(const std::string& typeName) {
+        return "class kiv::Array<" + typeName + (typeName.ends_with('>') ? " >" : ">");
+    }
+};
+
+}  // namespace kiv
+
+#endif  // KIV_BASE_ARCHIVE_TYPES_H_

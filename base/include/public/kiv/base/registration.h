@@ -1,0 +1,566 @@
+// Registration: gives a declared type its name, its bases, its properties and a factory, so that it
+// can be found by name, created from an archive, and read and written without knowing its class.
+//
+//     static const bool registered =
+//         kiv::Registration::Class<Sample>("Sample")
+//             .Property("count", &Sample::count_)
+//             .Property("title", &Sample::GetTitle, &Sample::SetTitle)
+//             .ReadOnly("area", &Sample::GetArea)
+//             .Creatable();
+//     static const bool mode =
+//         kiv::Registration::Enum<Mode>("Mode").Item("Off", Mode::Off).Item("On", Mode::On).Done();
+//
+// A registration that cannot stand (a name that is taken or empty, a type that has a name, a
+// property declared after the definition) is refused before anything changes: it is logged once as
+// a failed check that names the class, and its terminal gives false. A base that is not registered
+// yet is no mistake.
+//
+// Registration runs in static initialisers, one thread at a time, before others read the type.
+#ifndef KIV_BASE_REGISTRATION_H_
+#define KIV_BASE_REGISTRATION_H_
+
+#include <functional>
+#include <memory>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "kiv/base/check.h"
+#include "kiv/base/enum.h"
+#include "kiv/base/export.h"
+#include "kiv/base/propertyInfo.h"
+#include "kiv/base/stringView.h"
+#include "kiv/base/type.h"
+#include "kiv/base/typeInfo.h"
+#include "kiv/base/value.h"
+
+namespace kiv {
+
+class Object;
+
+namespace detail {
+
+template <class... Bases>
+struct BaseList {};
+
+/// The direct bases of a class that does not carry KIV_OBJECT; see KIV_BASE_CLASSES.
+template <class T>
+struct BasesOf {
+    using type = BaseList<>;
+};
+
+template <class T>
+requires requires {
+    typename T::KivBases;
+}
+struct BasesOf<T> {
+    static_assert(std::is_same_v<typename T::KivClass, T>,
+                  "A class derived from kiv::Object needs KIV_OBJECT in its own body.");
+    using type = typename T::KivBases;
+};
+
+struct base_class_info {
+    Type type;
+    void* (*cast)(void*);  // from the class to this base
+};
+
+/// The bases of `T`, direct and indirect, the bases of a base before it.
+template <class T>
+struct base_classes {
+    static std::vector<base_class_info> get_types() {
+        std::vector<base_class_info> types;
+        _Append(types, typename BasesOf<T>::type());
+        return types;
+    }
+
+private:
+    template <class... Bases>
+    static void _Append(std::vector<base_class_info>& types, BaseList<Bases...>) {
+        (_AppendOne<Bases>(types), ...);
+    }
+    template <class Base>
+    static void _AppendOne(std::vector<base_class_info>& types) {
+        static_assert(std::is_base_of_v<Base, T>, "The class does not derive from this base.");
+        static_assert(std::is_base_of_v<Object, T> == std::is_base_of_v<Object, Base>,
+                      "The reflected bases of an object class are object classes.");
+        void* (*const cast)(void*) = [](void* object) -> void* {
+            return static_cast<Base*>(static_cast<T*>(object));
+        };
+        // An instance of a plain class is pointed at as itself, so the properties of a base are
+        // found only at its start.
+        if constexpr (!std::is_base_of_v<Object, T>) {
+            alignas(T) static unsigned char place[sizeof(T)];
+            KIV_CHECK_EXPLAINED(cast(place) == place,
+                                "a reflected base of a plain class has to stand at its start");
+            if (cast(place) != place)
+                return;
+        }
+        _Append(types, typename BasesOf<Base>::type());
+        types.push_back({Type::Declare<Base>(), cast});
+    }
+};
+
+}  // namespace detail
+
+namespace rttr {
+
+/// The operations that registration is made of. They check nothing and report nothing: a taken name
+/// has no visible effect, and a second definition of a type adds its bases again.
+class KIV_BASE_API MakeTypeInfo {
+public:
+    static Type DeclareType(const std::type_info& id, StringView rawName, Type rawType,
+                            Type wrappedType, Type rawArrayType, uint64 size, TypeTraits traits);
+    template <class T>
+    static void DefineType(StringView name, std::unique_ptr<CreateInstanceFactory> factory) {
+        const Type type = Type::Declare<T>();
+        std::vector<detail::base_class_info> bases = detail::base_classes<T>::get_types();
+        _DefineBaseClasses(type, bases);
+        _DefineType(type, name, std::move(factory));
+    }
+    /// Removes repeated bases (the last one of each stays), sorts the rest so that a base stands in
+    /// front of what derives from it, and records them.
+    static void _DefineBaseClasses(Type type, std::vector<detail::base_class_info>& bases);
+    static void _DefineType(Type type, StringView name,
+                            std::unique_ptr<CreateInstanceFactory> factory);
+    static void _DeclareProperty(Type type, std::unique_ptr<PropertyInfoImpl>&& impl);
+    /// Gives an enumeration its table, unless it has one.
+    static void _AttachEnum(Type type, std::unique_ptr<EnumImpl> impl);
+    /// The name is static text. Nothing happens if the type has no table.
+    static void _DeclareEnumItem(Type type, StringView name, const Value& value);
+};
+
+}  // namespace rttr
+
+namespace detail {
+
+template <class T>
+T* InstanceCast(void* object) {
+    if constexpr (std::is_base_of_v<Object, T>) {
+        using Base = std::conditional_t<true, Object, T>;
+        return static_cast<T*>(static_cast<Base*>(object));
+    } else {
+        return static_cast<T*>(object);
+    }
+}
+
+/// The type as which an enumeration travels in archives: its underlying integer, of a width that
+/// has a name there.
+template <class E>
+struct EnumNumberOf {
+    using Underlying = std::underlying_type_t<E>;
+    using type = std::conditional_t<
+        std::is_same_v<Underlying, bool>, bool,
+        std::conditional_t<
+            std::is_signed_v<Underlying>,
+            std::conditional_t<
+                sizeof(E) == 1, int8,
+                std::conditional_t<sizeof(E) == 2, int16,
+                                   std::conditional_t<sizeof(E) == 4, int32, int64>>>,
+            std::conditional_t<
+                sizeof(E) == 1, uint8,
+                std::conditional_t<sizeof(E) == 2, uint16,
+                                   std::conditional_t<sizeof(E) == 4, uint32, uint64>>>>>;
+};
+template <class E>
+using EnumNumber = typename EnumNumberOf<E>::type;
+
+/// How a member of type `M` passes through a `Value`. `Read` calls `assign` with the contents only
+/// if they are of that type.
+template <class M>
+struct PropertyValue {
+    using Stored =
+        std::conditional_t<std::is_same_v<M, StringView>, std::string, typename StoredAs<M>::type>;
+    static_assert(ValueType<Stored>, "A Value cannot hold the type of this property.");
+
+    static Type GetType() { return Type::Declare<Stored>(); }
+    static Value Write(const M& member) { return Value(static_cast<Stored>(member)); }
+    template <class Assign>
+    static Status Read(const Value& value, Assign&& assign) {
+        Status status;
+        const Stored& contents = value.Get<Stored>(&status);
+        if (!status)
+            return status;
+        if constexpr (std::is_same_v<M, Stored>)
+            return assign(contents);
+        else
+            return assign(static_cast<M>(contents));
+    }
+};
+
+/// True if the object can stand where a `T` is wanted; null always can.
+template <class T>
+bool CanNarrow(Object* object) {
+    using Base = std::conditional_t<true, Object, T>;
+    return object == nullptr || Type::Declare<T>().IsBaseOf(static_cast<Base*>(object)->GetType());
+}
+
+template <class T>
+struct PropertyValue<RefPtr<T>> {
+    static Type GetType() { return Type::Declare<RefPtr<T>>(); }
+    static Value Write(const RefPtr<T>& member) { return Value(member); }
+    template <class Assign>
+    static Status Read(const Value& value, Assign&& assign) {
+        if (value.ObjectCount() < 0 || value.GetType().IsVector())
+            return Status::InvalidCast;
+        Object* object = value.ObjectAt(0);
+        if (!CanNarrow<T>(object))
+            return Status::InvalidCast;
+        return assign(RefPtr<T>(InstanceCast<T>(object)));
+    }
+};
+
+template <class T>
+struct PropertyValue<Array<RefPtr<T>>> {
+    static Type GetType() { return Type::Declare<Array<RefPtr<T>>>(); }
+    static Value Write(const Array<RefPtr<T>>& member) { return Value(member); }
+    template <class Assign>
+    static Status Read(const Value& value, Assign&& assign) {
+        const int64 count = value.ObjectCount();
+        if (count < 0 || !value.GetType().IsVector())
+            return Status::InvalidCast;
+        Array<RefPtr<T>> narrowed;
+        narrowed.reserve(static_cast<uint64>(count));
+        for (int64 i = 0; i < count; ++i) {
+            Object* object = value.ObjectAt(static_cast<uint64>(i));
+            if (!CanNarrow<T>(object))
+                return Status::InvalidCast;
+            narrowed.emplace_back(RefPtr<T>(InstanceCast<T>(object)));
+        }
+        return assign(narrowed);
+    }
+};
+
+// How a property reaches its member. `Set` is the public write, `Store` that of an archive, and
+// both take what `M` says; a policy has only what its property can do.
+
+template <class T, class M>
+struct MemberAccess {
+    using Member = M;
+    M T::*member;
+
+    const M& Load(const T& object) const { return object.*member; }
+    Status Store(T& object, const M& value) const {
+        object.*member = value;
+        return Status::Success;
+    }
+    Status Set(T& object, const M& value) const { return Store(object, value); }
+    int Offset() const {
+        // Never constructed: only the place of the member in it is asked for.
+        union Room {
+            Room() {}
+            ~Room() {}
+            char none;
+            T object;
+        } room;
+        return static_cast<int>(reinterpret_cast<char*>(std::addressof(room.object.*member)) -
+                                reinterpret_cast<char*>(std::addressof(room.object)));
+    }
+};
+
+/// Calls a setter, and passes on the `Status` that it may give.
+template <class T, class Setter, class M>
+Status CallSetter(Setter setter, T& object, const M& value) {
+    static_assert(std::is_invocable_v<Setter, T&, const M&>,
+                  "The setter does not take what the getter gives.");
+    if constexpr (std::is_same_v<std::invoke_result_t<Setter, T&, const M&>, Status>) {
+        return std::invoke(setter, object, value);
+    } else {
+        std::invoke(setter, object, value);
+        return Status::Success;
+    }
+}
+
+template <class T, class M, class Setter>
+struct MemberWithSetterAccess : MemberAccess<T, M> {
+    Setter setter;
+
+    Status Set(T& object, const M& value) const { return CallSetter(setter, object, value); }
+};
+
+template <class T, class Getter>
+struct GetterAccess {
+    using Member = std::remove_cvref_t<std::invoke_result_t<Getter, const T&>>;
+    Getter getter;
+
+    decltype(auto) Load(const T& object) const { return std::invoke(getter, object); }
+    int Offset() const { return -1; }
+};
+
+template <class T, class Getter, class Setter>
+struct AccessorAccess : GetterAccess<T, Getter> {
+    using Member = typename GetterAccess<T, Getter>::Member;
+    Setter setter;
+
+    Status Set(T& object, const Member& value) const { return CallSetter(setter, object, value); }
+    // An archive hands every value back after it has written it; what is there already is not set
+    // again, so that saving an object does not fire its setters.
+    Status Store(T& object, const Member& value) const {
+        if (this->Load(object) == value)
+            return Status::Success;
+        return Set(object, value);
+    }
+};
+
+template <class T, class M>
+struct ReadOnlyMemberAccess {
+    using Member = M;
+    MemberAccess<T, M> access;
+
+    const M& Load(const T& object) const { return access.Load(object); }
+    Status Store(T& object, const M& value) const { return access.Store(object, value); }
+    int Offset() const { return access.Offset(); }
+};
+
+/// The parts of a property's operations that do not depend on its type.
+class KIV_BASE_API PropertyImplBase : public PropertyInfoImpl {
+protected:
+    using PropertyInfoImpl::PropertyInfoImpl;
+    ~PropertyImplBase() = default;
+
+    /// The table of types confirms that the instance is of the class that declared the property.
+    bool _Accepts(const Instance& instance) const {
+        return instance.type == DeclaringType() || DeclaringType().IsBaseOf(instance.type);
+    }
+    /// The enumeration has no table, or an item of that value.
+    static bool _IsItem(const Enum& table, const Value& value);
+};
+
+template <class T, class Access>
+class PropertyImpl final : public PropertyImplBase {
+    using M = typename Access::Member;
+    using Passes = PropertyValue<M>;
+    static_assert(std::is_trivially_destructible_v<Access>,
+                  "A property is freed as its base: its accessors must hold nothing to destroy.");
+
+public:
+    PropertyImpl(StringView name, PropertyFlags flags, PropertyOptions options, Access access)
+        : PropertyImplBase(name, Type::Declare<T>(), static_cast<unsigned int>(flags),
+                           std::move(options), access.Offset()),
+          access_(access) {}
+
+    Type GetType() const override { return Passes::GetType(); }
+
+    Value GetValue(Instance instance, Status& status) const override {
+        if (!_Accepts(instance)) {
+            status = Status::InvalidParameter;
+            return Value();
+        }
+        return Passes::Write(access_.Load(_Object(instance)));
+    }
+
+    Status SetValue(Instance instance, const Value& value) const override {
+        if (!_Accepts(instance))
+            return Status::InvalidParameter;
+        if constexpr (requires(T & object, const M& member) { access_.Set(object, member); })
+            return Passes::Read(
+                value, [&](const M& member) { return access_.Set(_Object(instance), member); });
+        else
+            return Status::InvalidOperation;
+    }
+
+    Value GetField(Instance instance, Status& status) const override {
+        if constexpr (std::is_enum_v<M>) {
+            if (!_Accepts(instance)) {
+                status = Status::InvalidParameter;
+                return Value();
+            }
+            return Value(static_cast<EnumNumber<M>>(access_.Load(_Object(instance))));
+        } else {
+            return PropertyImpl::GetValue(instance, status);
+        }
+    }
+
+    Status SetField(Instance instance, const Value& value) const override {
+        if (!_Accepts(instance))
+            return Status::InvalidParameter;
+        if constexpr (requires(T & object, const M& member) { access_.Store(object, member); }) {
+            const auto store = [&](const M& member) {
+                return access_.Store(_Object(instance), member);
+            };
+            if constexpr (std::is_enum_v<M>) {
+                Status status;
+                const auto number = value.Get<EnumNumber<M>>(&status);
+                if (status) {
+                    const M item = static_cast<M>(number);
+                    return _IsItem(Type::Declare<M>().GetEnum(), Value(item)) ? store(item)
+                                                                              : Status::InvalidCast;
+                }
+            }
+            return Passes::Read(value, store);
+        } else {
+            return Status::InvalidOperation;
+        }
+    }
+
+private:
+    static T& _Object(const Instance& instance) { return *InstanceCast<T>(instance.object); }
+
+    Access access_;
+};
+
+template <class T>
+class InstanceFactory final : public rttr::CreateInstanceFactory {
+public:
+    Value CreateInstance() const override {
+        if constexpr (std::is_base_of_v<Object, T>)
+            return Value(MakeRefCounted<T>());
+        else
+            return Value(T());
+    }
+};
+
+template <class E>
+class EnumTable final : public EnumImpl {
+public:
+    EnumTable() : EnumImpl(Type::Declare<E>()) {}
+    Type GetUnderlyingType() const override { return Type::Declare<EnumNumber<E>>(); }
+    Type GetType() const override { return Type::Declare<E>(); }
+};
+
+/// The one field of a registration, the name, and what is done with it.
+class KIV_BASE_API RegistrationName {
+protected:
+    RegistrationName(Type type, StringView name);
+
+    /// True if properties or items may still be declared; refuses the registration otherwise.
+    bool _MayDeclare(Type type);
+    /// Defines the type, unless this registration was refused or is done, and empties the name.
+    /// `bases` may be null.
+    bool _Define(Type type, std::vector<base_class_info> (*bases)(),
+                 std::unique_ptr<rttr::CreateInstanceFactory> factory);
+    /// What the end of the object's life does: as `_Define`, but nothing is wrong with an empty
+    /// name.
+    void _DefineAtEnd(Type type, std::vector<base_class_info> (*bases)());
+
+private:
+    bool _IsRefused() const;
+    void _Refuse(Type type, const char* condition, const char* reason);
+
+    StringView name_;
+};
+
+}  // namespace detail
+
+class Registration {
+public:
+    template <class T>
+    class Class;
+    template <class E>
+    class Enum;
+};
+
+template <class T>
+class Registration::Class : private detail::RegistrationName {
+public:
+    /// Declares the type. The name has to live as long as this object.
+    explicit Class(StringView name) : RegistrationName(Type::Declare<T>(), name) {}
+    Class(const Class&) = delete;
+    Class& operator=(const Class&) = delete;
+    /// Defines the type without a factory, if no terminal did so before and the name is not empty.
+    ~Class() { _DefineAtEnd(Type::Declare<T>(), &detail::base_classes<T>::get_types); }
+
+    /// A property that is a plain member.
+    template <class Base, class M>
+    requires(!std::is_function_v<M>) Class& Property(StringView name, M Base::*member,
+                                                     PropertyFlags flags = PropertyFlags::Default,
+                                                     PropertyOptions options = {}) {
+        return _Declare(name, flags, std::move(options), _Member(member));
+    }
+    /// A plain member that the public road writes through a setter, and archives directly.
+    template <class Base, class M, class Setter>
+    requires(!std::is_function_v<M> && std::is_invocable_v<Setter, T&, const M&>) Class& Property(
+        StringView name, M Base::*member, Setter setter,
+        PropertyFlags flags = PropertyFlags::Default, PropertyOptions options = {}) {
+        return _Declare(name, flags, std::move(options),
+                        detail::MemberWithSetterAccess<T, M, Setter>{_Member(member), setter});
+    }
+    /// A property behind a getter and a setter: member functions, or functions and captureless
+    /// lambdas that take the object first. A setter may give a `Status`, which reaches the caller.
+    template <class Getter, class Setter>
+    requires(!std::is_member_object_pointer_v<Getter> && std::is_invocable_v<Getter, const T&> &&
+             !std::is_same_v<Setter, PropertyFlags>)
+        Class& Property(StringView name, Getter getter, Setter setter,
+                        PropertyFlags flags = PropertyFlags::Default,
+                        PropertyOptions options = {}) {
+        return _Declare(name, flags, std::move(options),
+                        detail::AccessorAccess<T, Getter, Setter>{{getter}, setter});
+    }
+    /// A property that the public road only reads. With `PropertyFlags::Storable` among the flags a
+    /// plain member still travels in archives, both ways.
+    template <class Base, class M>
+    requires(!std::is_function_v<M>) Class& ReadOnly(StringView name, M Base::*member,
+                                                     PropertyFlags flags = PropertyFlags::Readable,
+                                                     PropertyOptions options = {}) {
+        return _Declare(name, flags, std::move(options),
+                        detail::ReadOnlyMemberAccess<T, M>{_Member(member)});
+    }
+    template <class Getter>
+    requires(!std::is_member_object_pointer_v<Getter> && std::is_invocable_v<Getter, const T&>)
+        Class& ReadOnly(StringView name, Getter getter,
+                        PropertyFlags flags = PropertyFlags::Readable,
+                        PropertyOptions options = {}) {
+        return _Declare(name, flags, std::move(options), detail::GetterAccess<T, Getter>{getter});
+    }
+
+    /// Terminals: define the type, with a factory or without one. True if it is registered now.
+    bool Creatable() {
+        return _Define(
+            Type::Declare<T>(), &detail::base_classes<T>::get_types,
+            std::unique_ptr<rttr::CreateInstanceFactory>(new detail::InstanceFactory<T>));
+    }
+    bool Abstract() {
+        return _Define(Type::Declare<T>(), &detail::base_classes<T>::get_types, nullptr);
+    }
+
+private:
+    template <class M, class Base>
+    static detail::MemberAccess<T, M> _Member(M Base::*member) {
+        return {static_cast<M T::*>(member)};
+    }
+    template <class Access>
+    Class& _Declare(StringView name, PropertyFlags flags, PropertyOptions options, Access access) {
+        if (_MayDeclare(Type::Declare<T>()))
+            rttr::MakeTypeInfo::_DeclareProperty(
+                Type::Declare<T>(),
+                std::unique_ptr<PropertyInfoImpl>(
+                    new detail::PropertyImpl<T, Access>(name, flags, std::move(options), access)));
+        return *this;
+    }
+};
+
+template <class E>
+class Registration::Enum : private detail::RegistrationName {
+    static_assert(std::is_enum_v<E>);
+
+public:
+    /// Declares the type and attaches the table of items.
+    explicit Enum(StringView name) : RegistrationName(Type::Declare<E>(), name) {
+        if (_MayDeclare(Type::Declare<E>()))
+            rttr::MakeTypeInfo::_AttachEnum(Type::Declare<E>(),
+                                            std::unique_ptr<EnumImpl>(new detail::EnumTable<E>));
+    }
+    Enum(const Enum&) = delete;
+    Enum& operator=(const Enum&) = delete;
+    ~Enum() { _DefineAtEnd(Type::Declare<E>(), nullptr); }
+
+    /// The name is static text. Of several items with one value the first names it.
+    Enum& Item(StringView name, E value) {
+        if (_MayDeclare(Type::Declare<E>()))
+            rttr::MakeTypeInfo::_DeclareEnumItem(Type::Declare<E>(), name, Value(value));
+        return *this;
+    }
+    /// The terminal: true if the enumeration is registered now.
+    bool Done() { return _Define(Type::Declare<E>(), nullptr, nullptr); }
+};
+
+}  // namespace kiv
+
+/// Names the direct bases of a class that cannot carry KIV_OBJECT. Stands outside all namespaces,
+/// before the class is registered.
+#define KIV_BASE_CLASSES(Class, ...)                       \
+    template <>                                            \
+    struct kiv::detail::BasesOf<Class> {                   \
+        using type = ::kiv::detail::BaseList<__VA_ARGS__>; \
+    };
+
+#endif  // KIV_BASE_REGISTRATION_H_

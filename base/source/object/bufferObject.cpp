@@ -1,0 +1,7 @@
+#include "kiv/base/bufferObject.h"
+
+namespace kiv {
+
+BufferObject::~BufferObject() = default;
+
+}  // namespace kiv
