@@ -1,0 +1,152 @@
+#include "kiv/base/jsonArchive.h"
+
+#include <cinttypes>
+#include <string>
+#include <utility>
+
+#include "archive/jsonArchiveState.h"
+#include "archive/jsonDisplay.h"
+#include "archive/nesting.h"
+#include "archive/referenceCutter.h"
+#include "kiv/base/logging.h"
+#include "kiv/base/type.h"
+
+namespace kiv {
+
+JsonArchive::JsonArchive(const std::unordered_map<std::string, Value>& given)
+    : Archive(given), state_(std::make_unique<State>()) {}
+
+JsonArchive::~JsonArchive() = default;
+
+std::string JsonArchive::GetDisplayJson(const std::string& key, const std::string& subKey) {
+    if (IsRead())
+        return internal::DisplayJson(state_->reader, key, subKey);
+    internal::JsonText text;
+    state_->writer.AppendDocument(text);
+    internal::JsonReader written;
+    written.Load(text.From(0));
+    return internal::DisplayJson(written, key, subKey);
+}
+
+void JsonArchive::AddObjectToMap(const RefPtr<Object>& reference) {
+    if (!reference)
+        return;
+    Object& object = *reference;
+    const uint64 id = internal::IdOf(&object);
+    internal::RequireRoomToNest();
+    // Marked before its contents are written, so that a cycle ends here.
+    if (!state_->written_objects.try_emplace(id, reference).second)
+        return;
+    internal::JsonWriter& writer = state_->writer;
+    writer.BeginContents(id);
+    try {
+        object << *this;
+        writer.EndContents(object.GetType().GetName());
+    } catch (...) {
+        writer.DropContents();
+        state_->written_objects.erase(id);
+        throw;
+    }
+}
+
+rapidjson::Value JsonArchive::CreateObjRefValue(Object* object) {
+    if (!object)
+        return rapidjson::Value();
+    auto& allocator = state_->allocator;
+    const StringView typeName = object->GetType().GetName();
+    rapidjson::Value node(rapidjson::kObjectType);
+    node.AddMember("INSTANCE_ID", internal::IdOf(object), allocator);
+    node.AddMember("KIV_TYPE_NAME",
+                   rapidjson::Value(typeName.data(),
+                                    static_cast<rapidjson::SizeType>(typeName.size()), allocator),
+                   allocator);
+    node.AddMember("IS_REFERENCE", true, allocator);
+    return node;
+}
+
+void JsonArchive::CreateObjectByID(uint64 id) {
+    constexpr char kTag[] = "JsonArchive::CreateObjectByID";
+    auto& created = state_->created_objects;
+    if (created.contains(id))
+        return;
+    const rapidjson::Value* const entry = state_->reader.FindObject(id);
+    if (!entry) {
+        baseLogger2.log(LogLevel::Error, "", "Object not found in the map. ID: %" PRIu64, id);
+        return;
+    }
+    internal::RequireRoomToNest();
+    const std::string typeName(internal::TextOf(internal::FindMember(*entry, "KIV_TYPE_NAME")));
+    const Type type = Type::Find(typeName);
+    if (type == Type()) {
+        baseLogger2.log(LogLevel::Error, kTag, "Can't find object type: %s. Please regester it.",
+                        typeName.c_str());
+        created.try_emplace(id);
+        return;
+    }
+    const RefPtr<Object> object = type.CreateInstance().Get<RefPtr<Object>>();
+    // Entered before it is filled, so that a reference back to it from inside finds it.
+    created.try_emplace(id, object);
+    if (!object) {
+        baseLogger2.log(LogLevel::Error, kTag, "Object type %s can't be created.",
+                        typeName.c_str());
+        return;
+    }
+    _FillObject(id, *object, *entry);
+}
+
+void JsonArchive::_FillObject(uint64 id, Object& object, const rapidjson::Value& entry) {
+    State& state = *state_;
+    state.unfinished_objects.push_back(id);
+    ++state.filling;
+    const std::size_t outer = state.reader.EnterContents(entry);
+    try {
+        object << *this;
+    } catch (...) {
+        state.reader.LeaveContents(outer);
+        if (--state.filling == 0)
+            _DropUnfinishedObjects();
+        throw;
+    }
+    state.reader.LeaveContents(outer);
+    if (--state.filling == 0)
+        state.unfinished_objects.clear();
+}
+
+// They may refer to one another, also in circles.
+void JsonArchive::_DropUnfinishedObjects() {
+    auto& created = state_->created_objects;
+    for (const uint64 id : state_->unfinished_objects)
+        internal::CutReferences(*created[id]);
+    for (const uint64 id : state_->unfinished_objects)
+        created.erase(id);
+    state_->unfinished_objects.clear();
+}
+
+void JsonArchive::AppendToDocument(rapidjson::Document& document, const std::string& key) const {
+    internal::JsonReader written;
+    const internal::JsonReader* source = &state_->reader;
+    if (!IsRead()) {
+        internal::JsonText text;
+        state_->writer.AppendDocument(text);
+        written.Load(text.From(0));
+        source = &written;
+    }
+    auto& allocator = document.GetAllocator();
+    rapidjson::Value map(rapidjson::kObjectType);
+    for (const auto& [id, entry] : source->Objects())
+        map.AddMember(rapidjson::Value(std::to_string(id).c_str(), allocator),
+                      internal::CopyNode(*entry, allocator), allocator);
+    rapidjson::Value archive(rapidjson::kObjectType);
+    archive.AddMember("KIV_ARCHIVE_OBJECT", internal::CopyNode(source->Scope(), allocator),
+                      allocator);
+    archive.AddMember("KIV_ARCHIVE_OBJECT_MAP", map, allocator);
+    if (!document.IsObject())
+        document.SetObject();
+    document.AddMember(rapidjson::Value(key.c_str(), allocator), archive, allocator);
+}
+
+void JsonArchive::ExtractFromDocument(const rapidjson::Document& document, const std::string& key) {
+    state_->reader.Load(document, key);
+}
+
+}  // namespace kiv

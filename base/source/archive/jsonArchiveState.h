@@ -1,0 +1,32 @@
+// What a JSON archive holds: the half of its own direction, and the objects that it knows.
+#ifndef KIV_BASE_ARCHIVE_JSON_ARCHIVE_STATE_H_
+#define KIV_BASE_ARCHIVE_JSON_ARCHIVE_STATE_H_
+
+#include <unordered_map>
+#include <vector>
+
+#include "archive/jsonReader.h"
+#include "archive/jsonWriter.h"
+#include "kiv/base/jsonArchive.h"
+
+namespace kiv {
+
+struct JsonArchive::State {
+    rapidjson::Document::AllocatorType allocator;  // for nodes that are handed out
+
+    internal::JsonWriter writer;
+    // What was written or is being written. Kept alive, or another object might take its address,
+    // which is its id, while the pass goes on.
+    std::unordered_map<uint64, RefPtr<Object>> written_objects;
+
+    internal::JsonReader reader;
+    // By the id in the document; null for what could not be made.
+    std::unordered_map<uint64, RefPtr<Object>> created_objects;
+    // The objects that were made since the outermost one of those that are being filled.
+    std::vector<uint64> unfinished_objects;
+    unsigned int filling = 0;
+};
+
+}  // namespace kiv
+
+#endif  // KIV_BASE_ARCHIVE_JSON_ARCHIVE_STATE_H_

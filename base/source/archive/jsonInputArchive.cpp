@@ -1,0 +1,158 @@
+#include <cinttypes>
+#include <string>
+
+#include <rapidjson/document.h>
+
+#include "archive/jsonArchiveState.h"
+#include "archive/jsonReader.h"
+#include "kiv/base/jsonArchive.h"
+#include "kiv/base/logging.h"
+#include "kiv/base/rapidjsonHelper.h"
+
+namespace kiv {
+namespace {
+
+constexpr char kTag[] = "JsonInputArchive";
+constexpr char kObjectTag[] = "JsonInputArchive::SerializeObject";
+
+std::string TextOf(const StringView& name) {
+    return std::string(internal::UpToZero(name));
+}
+
+}  // namespace
+
+JsonInputArchive::JsonInputArchive(const std::unordered_map<std::string, Value>& given)
+    : JsonArchive(given) {}
+
+JsonInputArchive::~JsonInputArchive() = default;
+
+void JsonInputArchive::FromString(const std::string& text) {
+    state_->reader.Load(text);
+}
+
+bool JsonInputArchive::IsRead() const {
+    return true;
+}
+
+template <class T>
+Archive& JsonInputArchive::_Read(const StringView& name, T& value) {
+    if (const rapidjson::Value* const member = state_->reader.Find(name))
+        RapidjsonHelper::Deserialize(*member, nullptr, value);
+    else  // an unnamed datum is the scope itself, and any other is missed with a warning
+        RapidjsonHelper::Deserialize(state_->reader.Scope(), TextOf(name).c_str(), value);
+    return *this;
+}
+
+#define KIV_READ_SCALAR(Type, Name)                                                   \
+    Archive& JsonInputArchive::Serialize##Name(const StringView& name, Type& value) { \
+        return _Read(name, value);                                                    \
+    }
+KIV_FOR_EACH_ARCHIVE_SCALAR(KIV_READ_SCALAR)
+#undef KIV_READ_SCALAR
+
+Archive& JsonInputArchive::SerializeBoolArray(const StringView& name, std::vector<bool>& value) {
+    return _Read(name, value);
+}
+
+#define KIV_READ_LISTS(Type, Name)                                                \
+    Archive& JsonInputArchive::Serialize##Name##Array(const StringView& name,     \
+                                                      Array<Type>& value) {       \
+        return _Read(name, value);                                                \
+    }                                                                             \
+    Archive& JsonInputArchive::Serialize##Name##Array(const StringView& name,     \
+                                                      std::vector<Type>& value) { \
+        return _Read(name, value);                                                \
+    }
+KIV_FOR_EACH_ARCHIVE_ELEMENT(KIV_READ_LISTS)
+#undef KIV_READ_LISTS
+
+// Weak references aren't restored: nothing would keep alive what only they refer to.
+Archive& JsonInputArchive::SerializeObject(const StringView&, WeakPtr<Object>&) {
+    return *this;
+}
+
+Archive& JsonInputArchive::SerializeObject(const StringView& name, RefPtr<Object>& value) {
+    const rapidjson::Value* const node = state_->reader.Find(name);
+    if (!node)
+        baseLogger2.log(LogLevel::Warn, kObjectTag, "Object can't be created. Name: %s",
+                        TextOf(name).c_str());
+    else if (node->IsObject())
+        _ResolveReference(*node, value);
+    return *this;
+}
+
+Archive& JsonInputArchive::SerializeObjectArray(const StringView&, Array<WeakPtr<Object>>&) {
+    return *this;
+}
+
+Archive& JsonInputArchive::SerializeObjectArray(const StringView& name,
+                                                Array<RefPtr<Object>>& value) {
+    const rapidjson::Value* const nodes = state_->reader.Find(name);
+    if (!nodes || !nodes->IsArray())
+        return *this;
+    for (const rapidjson::Value& node : nodes->GetArray()) {
+        RefPtr<Object> object;
+        if (node.IsNull() || _ResolveReference(node, object))
+            value.emplace_back(object);
+    }
+    return *this;
+}
+
+// The object that a reference node stands for, which may be null. False, with an error, if there is
+// no telling; a node without an id that can be one is reported with the id 0.
+bool JsonInputArchive::_ResolveReference(const rapidjson::Value& node, RefPtr<Object>& out) {
+    uint64 id = 0;
+    if (internal::GetInstanceId(node, id)) {
+        CreateObjectByID(id);
+        const auto created = state_->created_objects.find(id);
+        if (created != state_->created_objects.end()) {
+            out = created->second;
+            return true;
+        }
+    }
+    baseLogger2.log(
+        LogLevel::Error, kObjectTag, "Object can't be created. ID: %" PRIu64 ", TypeName: %s", id,
+        std::string(internal::TextOf(internal::FindMember(node, "KIV_TYPE_NAME"))).c_str());
+    return false;
+}
+
+bool JsonInputArchive::BeginObject(const StringView& name) {
+    if (const rapidjson::Value* const member = state_->reader.Find(name)) {
+        state_->reader.Enter(*member);
+        return true;
+    }
+    baseLogger2.log(LogLevel::Warn, kTag, "Object '%s' not found in the current context.",
+                    TextOf(name).c_str());
+    return false;
+}
+
+void JsonInputArchive::EndObject(const StringView&) {
+    state_->reader.Leave();
+}
+
+bool JsonInputArchive::BeginArray(const StringView& name, unsigned int& size) {
+    const rapidjson::Value* const member = state_->reader.Find(name);
+    // A member of another kind is as good as none.
+    if (member && member->IsArray()) {
+        state_->reader.Enter(*member);
+        size = member->Size();
+        return true;
+    }
+    baseLogger2.log(LogLevel::Warn, kTag, "Array '%s' not found in the current context.",
+                    TextOf(name).c_str());
+    return false;
+}
+
+void JsonInputArchive::EndArray(const StringView&) {
+    state_->reader.Leave();
+}
+
+bool JsonInputArchive::GetArrayElement(unsigned int index) {
+    return state_->reader.EnterElement(index);
+}
+
+void JsonInputArchive::ReleaseArrayElement() {
+    state_->reader.Leave();
+}
+
+}  // namespace kiv

@@ -1,0 +1,7 @@
+#include "kiv/base/serializer.h"
+
+namespace kiv {
+
+Serializer::~Serializer() = default;
+
+}  // namespace kiv
