@@ -1,0 +1,58 @@
+#include "archive/sampleNode.h"
+
+#include <cctype>
+#include <map>
+#include <utility>
+
+#include "kiv/base/registration.h"
+
+namespace kiv::testing {
+namespace {
+
+const bool registered = Registration::Class<SampleNode>("SampleNode")
+                            .Property("count", &SampleNode::count)
+                            .Property("title", &SampleNode::title)
+                            .Property("next", &SampleNode::next)
+                            .Property("others", &SampleNode::others)
+                            .Creatable();
+
+}  // namespace
+
+int SampleNode::alive = 0;
+
+RefPtr<SampleNode> MakeChain(int length) {
+    RefPtr<SampleNode> first;
+    for (int i = 0; i < length; ++i) {
+        auto node = MakeRefCounted<SampleNode>();
+        node->count = i;
+        node->next = std::move(first);
+        first = std::move(node);
+    }
+    return first;
+}
+
+void Unlink(RefPtr<SampleNode> first) {
+    while (first)
+        first = std::exchange(first->next, nullptr);
+}
+
+std::string WithoutIds(const std::string& json) {
+    std::map<std::string, std::size_t> ids;
+    std::string text;
+    for (std::size_t at = 0; at < json.size();) {
+        std::size_t end = at;
+        while (end < json.size() && std::isdigit(static_cast<unsigned char>(json[end])))
+            ++end;
+        // Nothing else in the samples has so many digits.
+        if (end - at >= 12)
+            text +=
+                "#" + std::to_string(
+                          ids.try_emplace(json.substr(at, end - at), ids.size() + 1).first->second);
+        else
+            text += json.substr(at, end == at ? 1 : end - at);
+        at = end == at ? at + 1 : end;
+    }
+    return text;
+}
+
+}  // namespace kiv::testing
