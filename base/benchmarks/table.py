@@ -30,6 +30,9 @@ def find_rows(folder, wanted):
             row, _, candidate = name.rpartition("/")
             if wanted.search(row):
                 rows.setdefault(row, {})[candidate] = (program, name)
+    for row, candidates in rows.items():
+        if "kiv" not in candidates:
+            sys.exit(f"nothing of ours is measured for \"{row}\"; is a program in {folder} outdated?")
     return rows
 
 

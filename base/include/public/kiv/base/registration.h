@@ -402,10 +402,13 @@ template <class T>
 class InstanceFactory final : public rttr::CreateInstanceFactory {
 public:
     Value CreateInstance() const override {
-        if constexpr (std::is_base_of_v<Object, T>)
+        if constexpr (std::is_base_of_v<Object, T>) {
             return Value(MakeRefCounted<T>());
-        else
+        } else {
+            static_assert(ValueType<T>,
+                          "An instance is created in a Value, which cannot hold this.");
             return Value(T());
+        }
     }
 };
 

@@ -1,0 +1,392 @@
+#include "kiv/base/registration.h"
+
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "kiv/base/object.h"
+#include "kiv/base/typeRegistry.h"
+#include "support/logCatcher.h"
+
+namespace registration_test {
+
+enum class Mode : unsigned char { Off, On, Auto = 7 };
+
+class Shape : public kiv::Object {
+    KIV_OBJECT(Shape, kiv::Object)
+public:
+    int id = 0;
+    Mode mode = Mode::Off;
+    long long stamp = 0;
+};
+
+class Square : public Shape {
+    KIV_OBJECT(Square, Shape)
+public:
+    const std::string& GetTitle() const { return title; }
+    void SetTitle(const std::string& text) {
+        ++titleCalls;
+        title = text;
+    }
+    kiv::Status SetSide(const double& value) {
+        if (value < 0)
+            return kiv::Status::InvalidParameter;
+        ++sideCalls;
+        side = value;
+        return kiv::Status::Success;
+    }
+    double GetArea() const { return side * side; }
+
+    int id = 0;  // hides the one of the base
+    std::string title;
+    int titleCalls = 0;
+    double side = 1;
+    int sideCalls = 0;
+    int serial = 3;
+    kiv::RefPtr<Square> twin;
+    kiv::Array<kiv::RefPtr<Square>> friends;
+};
+
+struct Front {
+    int a = 1;
+};
+struct Back {
+    int b = 2;
+};
+struct Both : Front {
+    int c = 3;
+};
+struct Shifted : Back, Front {};
+
+const bool kSquare = kiv::Registration::Class<Square>("registration_test::Square")
+                         .Property("id", &Square::id)
+                         .Property("title", &Square::GetTitle, &Square::SetTitle)
+                         .Property("side", &Square::side, &Square::SetSide)
+                         .ReadOnly("area", &Square::GetArea)
+                         .ReadOnly("serial", &Square::serial,
+                                   kiv::PropertyFlags::Readable | kiv::PropertyFlags::Storable)
+                         .Property("twin", &Square::twin)
+                         .Property("friends", &Square::friends)
+                         .Creatable();
+const bool kShape = kiv::Registration::Class<Shape>("registration_test::Shape")
+                        .Property("id", &Shape::id)
+                        .Property("mode", &Shape::mode)
+                        .Property("stamp", &Shape::stamp)
+                        .Abstract();
+const bool kMode = kiv::Registration::Enum<Mode>("registration_test::Mode")
+                       .Item("Off", Mode::Off)
+                       .Item("On", Mode::On)
+                       .Item("Yes", Mode::On)
+                       .Item("Auto", Mode::Auto)
+                       .Done();
+
+// Never registered by the tests above: each test below takes one.
+class Late1 : public kiv::Object {
+    KIV_OBJECT(Late1, kiv::Object)
+public:
+    int x = 0;
+};
+class Late2 : public kiv::Object {
+    KIV_OBJECT(Late2, kiv::Object)
+public:
+    int x = 0;
+};
+class Late3 : public kiv::Object {
+    KIV_OBJECT(Late3, kiv::Object)
+};
+struct Root {};
+struct Middle {};
+struct Other {};
+struct Leaf {};
+struct Chain {};
+template <class Base>
+struct Link {};
+
+}  // namespace registration_test
+
+KIV_BASE_CLASSES(registration_test::Both, registration_test::Front)
+KIV_BASE_CLASSES(registration_test::Shifted, registration_test::Back, registration_test::Front)
+
+namespace kiv {
+namespace {
+
+using namespace registration_test;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+std::vector<std::string> PropertyNames(Type type) {
+    std::vector<std::string> names;
+    for (const PropertyInfo& property : type.GetProperties())
+        names.emplace_back(property.GetName());
+    return names;
+}
+
+TEST(RegistrationTest, RegisteredClassIsFoundByNameAndCreated) {
+    ASSERT_TRUE(kSquare && kShape && kMode);
+    Status status;
+    const Value made = Type::Find("registration_test::Square").CreateInstance(&status);
+
+    EXPECT_EQ(status, Status::Success);
+    const RefPtr<Square> square = made.Get<RefPtr<Square>>();
+    ASSERT_NE(square, nullptr);
+    EXPECT_EQ(made.Get<RefPtr<Object>>(), square);
+    EXPECT_EQ(square->GetType(), Type::Get<Square>());
+    EXPECT_TRUE(square->IsInstanceOf<Shape>());
+    EXPECT_TRUE(Type::Get<Shape>().CreateInstance(&status).IsEmpty());
+    EXPECT_EQ(status, Status::Failure);
+}
+
+TEST(RegistrationTest, PropertiesOfTheRootComeFirstWhateverWasDefinedFirst) {
+    EXPECT_THAT(PropertyNames(Type::Get<Square>()),
+                ElementsAre("id", "mode", "stamp", "id", "title", "side", "area", "serial", "twin",
+                            "friends"));
+    EXPECT_THAT(PropertyNames(Type::Get<Shape>()), ElementsAre("id", "mode", "stamp"));
+    EXPECT_EQ(Type::Get<Square>().GetProperty("id").GetDeclaringType(), Type::Get<Square>());
+    EXPECT_EQ(Type::Get<Square*>().GetProperty("stamp").GetDeclaringType(), Type::Get<Shape>());
+    EXPECT_TRUE(Type::Get<Square>().GetProperty("no such").IsEmpty());
+}
+
+TEST(RegistrationTest, SetterChecksWhatItIsGiven) {
+    const RefPtr<Square> square = MakeRefCounted<Square>();
+    square->id = 4;
+    square->title = "kept";
+    square->twin = square;
+    const RefPtr<Object> twin = MakeRefCounted<Square>();
+    Array<RefPtr<Object>> twoSquares;
+    twoSquares.emplace_back(twin);
+    twoSquares.emplace_back(RefPtr<Object>());
+    Array<RefPtr<Object>> withStranger = twoSquares;
+    withStranger.emplace_back(RefPtr<Object>(MakeRefCounted<Late1>()));
+
+    const struct {
+        const char* name;
+        Value value;
+        Status expected;
+    } cases[] = {
+        {"id", Value(5.0), Status::InvalidCast},
+        {"id", Value(), Status::InvalidCast},
+        {"id", Value(5), Status::Success},
+        {"stamp", Value(5), Status::InvalidCast},
+        {"stamp", Value(5ll), Status::Success},
+        {"title", Value(5), Status::InvalidCast},
+        {"side", Value(-1.0), Status::InvalidParameter},
+        {"side", Value(2.0), Status::Success},
+        {"area", Value(2.0), Status::InvalidOperation},
+        {"serial", Value(9), Status::InvalidOperation},
+        {"mode", Value(1), Status::InvalidCast},
+        {"mode", Value(Mode::Auto), Status::Success},
+        {"twin", Value(5), Status::InvalidCast},
+        {"twin", Value(RefPtr<Object>(MakeRefCounted<Late1>())), Status::InvalidCast},
+        {"twin", Value(withStranger), Status::InvalidCast},
+        {"friends", Value(twin), Status::InvalidCast},
+        {"friends", Value(withStranger), Status::InvalidCast},
+        {"friends", Value(twoSquares), Status::Success},
+        {"nothing", Value(5), Status::InvalidParameter},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.name) + " = " + std::string(c.value.GetType().GetRawName()));
+        EXPECT_EQ(square->SetProperty(c.name, c.value), c.expected);
+    }
+    EXPECT_EQ(square->id, 5);
+    EXPECT_EQ(square->stamp, 5);
+    EXPECT_EQ(square->title, "kept");
+    EXPECT_EQ(square->GetProperty("area").Get<double>(), 4.0);
+    EXPECT_EQ(square->mode, Mode::Auto);
+    EXPECT_EQ(square->twin, square);
+    EXPECT_EQ(square->friends.size(), 2u);
+    EXPECT_EQ(std::as_const(square->friends)[0], twin);
+
+    EXPECT_EQ(square->SetProperty("twin", Value(twin)), Status::Success);
+    EXPECT_EQ(square->twin, twin);
+    EXPECT_EQ(square->SetProperty("twin", Value(RefPtr<Object>())), Status::Success);
+    EXPECT_EQ(square->twin, nullptr);
+}
+
+TEST(RegistrationTest, FieldRoadWritesMembersWithoutTheirSetters) {
+    const RefPtr<Square> square = MakeRefCounted<Square>();
+    const Instance instance(square.get());
+    const Type type = square->GetType();
+    const auto hand_back = [&](const char* name) {
+        const PropertyInfo property = type.GetProperty(name);
+        return property.SetField(instance, property.GetField(instance, nullptr));
+    };
+
+    EXPECT_EQ(hand_back("title"), Status::Success);
+    EXPECT_EQ(hand_back("side"), Status::Success);
+    EXPECT_EQ(hand_back("area"), Status::InvalidOperation);
+    EXPECT_EQ(type.GetProperty("side").SetField(instance, Value(-3.0)), Status::Success);
+    EXPECT_EQ(type.GetProperty("serial").SetField(instance, Value(12)), Status::Success);
+    EXPECT_EQ(square->side, -3.0);
+    EXPECT_EQ(square->serial, 12);
+    EXPECT_EQ(square->sideCalls + square->titleCalls, 0);
+    EXPECT_EQ(type.GetProperty("title").SetField(instance, Value(std::string("new"))),
+              Status::Success);
+    EXPECT_EQ(square->titleCalls, 1);
+}
+
+TEST(RegistrationTest, EnumTravelsAsItsNumberAndOnlyAsOneOfItsItems) {
+    const RefPtr<Square> square = MakeRefCounted<Square>();
+    const Instance instance(square.get());
+    const PropertyInfo mode = square->GetType().GetProperty("mode");
+
+    square->mode = Mode::Auto;
+    EXPECT_EQ(mode.GetField(instance, nullptr).Get<unsigned char>(), 7);
+    EXPECT_EQ(mode.GetValue(instance, nullptr).Get<Mode>(), Mode::Auto);
+    EXPECT_EQ(mode.SetField(instance, Value(static_cast<unsigned char>(1))), Status::Success);
+    EXPECT_EQ(square->mode, Mode::On);
+    EXPECT_EQ(mode.SetField(instance, Value(static_cast<unsigned char>(2))), Status::InvalidCast);
+    EXPECT_EQ(mode.SetField(instance, Value(1)), Status::InvalidCast);
+    EXPECT_EQ(square->mode, Mode::On);
+
+    ASSERT_TRUE(mode.IsEnum());
+    const Enum table = mode.GetEnum();
+    EXPECT_EQ(table.GetName(), StringView("registration_test::Mode"));
+    EXPECT_EQ(table.GetUnderlyingType(), Type::Get<unsigned char>());
+    EXPECT_EQ(table.GetNames().size(), 4u);
+    EXPECT_EQ(table.NameToValue("Auto").Get<Mode>(), Mode::Auto);
+    EXPECT_TRUE(table.NameToValue("None").IsEmpty());
+    EXPECT_EQ(table.ValueToName(Value(Mode::On)), StringView("On"));
+    EXPECT_EQ(table.ValueToName(Value(1)), StringView());
+}
+
+TEST(RegistrationTest, InstanceOfAnotherClassIsRefused) {
+    const RefPtr<Late1> stranger = MakeRefCounted<Late1>();
+    const PropertyInfo id = Type::Get<Shape>().GetProperty("id");
+    Status status;
+
+    EXPECT_TRUE(id.GetValue(Instance(stranger.get()), &status).IsEmpty());
+    EXPECT_EQ(status, Status::InvalidParameter);
+    EXPECT_EQ(id.SetField(Instance(stranger.get()), Value(1)), Status::InvalidParameter);
+    EXPECT_EQ(id.SetValue(Instance(stranger.get(), Type()), Value(1)), Status::InvalidParameter);
+}
+
+TEST(RegistrationTest, PlainClassFindsTheProperiesOfABaseAtItsStart) {
+    testing::LogCatcher log;
+    ASSERT_TRUE(
+        Registration::Class<Front>("registration_test::Front").Property("a", &Front::a).Abstract());
+    ASSERT_TRUE(
+        Registration::Class<Both>("registration_test::Both").Property("c", &Both::c).Abstract());
+    EXPECT_TRUE(log.Take().empty());
+    Both both;
+    EXPECT_EQ(Type::Get<Both>().GetProperty("a").SetValue(Instance(&both), Value(9)),
+              Status::Success);
+    EXPECT_EQ(both.a, 9);
+
+    ASSERT_TRUE(Registration::Class<Shifted>("registration_test::Shifted").Abstract());
+    ASSERT_EQ(log.Take().size(), 1u);  // Front does not stand at its start
+    EXPECT_TRUE(Type::Get<Shifted>().GetProperty("a").IsEmpty());
+}
+
+TEST(RegistrationTest, RefusedRegistrationIsToldOnceAndChangesNothing) {
+    testing::LogCatcher log;
+    const auto told_once = [&log](const char* text) {
+        const auto lines = log.Take();
+        ASSERT_EQ(lines.size(), 1u) << text;
+        EXPECT_EQ(lines[0].level, LogLevel::Fatal);
+        EXPECT_THAT(lines[0].payload, HasSubstr(text));
+    };
+
+    // The type has a name already.
+    EXPECT_FALSE(Registration::Class<Square>("registration_test::Square2")
+                     .Property("new", &Square::id)
+                     .Property("newer", &Square::id)
+                     .Creatable());
+    told_once("class registration_test::Square ");
+    EXPECT_TRUE(Type::Get<Square>().GetProperty("new").IsEmpty());
+    EXPECT_EQ(Type::Find("registration_test::Square2"), Type());
+
+    // The name belongs to another type.
+    EXPECT_FALSE(Registration::Class<Late1>("registration_test::Square")
+                     .Property("x", &Late1::x)
+                     .Abstract());
+    told_once("class registration_test::Late1 ");
+    EXPECT_EQ(Type::Find("registration_test::Square"), Type::Get<Square>());
+    EXPECT_TRUE(Type::Get<Late1>().GetProperties().empty());
+
+    // No name at all.
+    EXPECT_FALSE(Registration::Class<Late1>("").Property("x", &Late1::x).Creatable());
+    told_once("class registration_test::Late1 ");
+    { Registration::Class<Late1> nothingWrong(""); }
+    EXPECT_TRUE(log.Take().empty());
+    EXPECT_EQ(Type::Get<Late1>().GetName(), StringView());
+
+    // A property behind the definition.
+    {
+        Registration::Class<Late2> late("registration_test::Late2");
+        EXPECT_TRUE(late.Creatable());
+        late.Property("x", &Late2::x).Property("y", &Late2::x);
+        told_once("class registration_test::Late2 ");
+        EXPECT_FALSE(late.Creatable());
+    }
+    EXPECT_TRUE(log.Take().empty());
+    EXPECT_TRUE(Type::Get<Late2>().GetProperties().empty());
+    EXPECT_FALSE(Registration::Enum<Mode>("registration_test::Mode").Item("x", Mode::Off).Done());
+    told_once("enum registration_test::Mode ");
+    EXPECT_EQ(Type::Get<Mode>().GetEnum().GetNames().size(), 4u);
+}
+
+TEST(RegistrationTest, ClassWithoutTerminalIsDefinedAtTheEnd) {
+    {
+        Registration::Class<Late3> late("registration_test::Late3");
+        EXPECT_EQ(Type::Find("registration_test::Late3"), Type());
+    }
+    EXPECT_EQ(Type::Find("registration_test::Late3"), Type::Get<Late3>());
+    EXPECT_TRUE(Type::Get<Late3>().IsAbstract());
+}
+
+TEST(MakeTypeInfoTest, BasesAreKeptOnceEachAndInOrder) {
+    using detail::base_class_info;
+    const Type root = Type::Declare<Root>();
+    const Type middle = Type::Declare<Middle>();
+    const Type other = Type::Declare<Other>();
+    const Type leaf = Type::Declare<Leaf>();
+    std::vector<base_class_info> none;
+    std::vector<base_class_info> toRoot = {{root, nullptr}};
+    rttr::MakeTypeInfo::_DefineBaseClasses(root, none);
+    rttr::MakeTypeInfo::_DefineBaseClasses(middle, toRoot);
+
+    std::vector<base_class_info> bases = {
+        {middle, nullptr}, {root, nullptr}, {other, nullptr}, {middle, nullptr}, {root, nullptr}};
+    rttr::MakeTypeInfo::_DefineBaseClasses(leaf, bases);
+
+    std::vector<Type> kept(leaf.GetBaseTypes().begin(), leaf.GetBaseTypes().end());
+    EXPECT_EQ(kept.size(), 3u);
+    EXPECT_LT(std::find(kept.begin(), kept.end(), root),
+              std::find(kept.begin(), kept.end(), middle));
+    EXPECT_TRUE(root.IsBaseOf(leaf) && middle.IsBaseOf(leaf) && other.IsBaseOf(leaf));
+}
+
+template <class Class, int Depth>
+void DefineChain(std::vector<detail::base_class_info> bases) {
+    const Type type = Type::Declare<Class>();
+    rttr::MakeTypeInfo::_DefineBaseClasses(type, bases);
+    rttr::MakeTypeInfo::_DefineType(type, "registration_test::Link" + std::to_string(Depth),
+                                    nullptr);
+    bases.push_back({type, nullptr});
+    if constexpr (Depth > 0)
+        DefineChain<Link<Class>, Depth - 1>(bases);
+}
+
+TEST(MakeTypeInfoTest, RootOfALongChainIsDefinedInNoTime) {
+    const Type root = Type::Declare<Chain>();
+    DefineChain<Link<Chain>, 40>({{root, nullptr}});
+
+    // Each type of the chain is in the lists of all before it: walking these again from each would
+    // not end.
+    rttr::MakeTypeInfo::_DefineType(root, "registration_test::Chain", nullptr);
+
+    EXPECT_EQ(root.GetDerivedTypes().size(), 41u);
+}
+
+TEST(MakeTypeInfoTest, LowerRoadDropsWhatItCannotDo) {
+    rttr::MakeTypeInfo::_DeclareEnumItem(Type::Get<int>(), "item", Value(1));
+    EXPECT_TRUE(Type::Get<int>().GetEnum().Invalid());
+    rttr::MakeTypeInfo::DefineType<Late1>("registration_test::Square", nullptr);
+    EXPECT_EQ(Type::Find("registration_test::Square"), Type::Get<Square>());
+    EXPECT_TRUE(Type::Get<Object>().IsBaseOf(Type::Get<Late1>()));
+}
+
+}  // namespace
+}  // namespace kiv
