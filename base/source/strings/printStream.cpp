@@ -3,20 +3,28 @@
 #include <algorithm>
 #include <atomic>
 #include <charconv>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <mutex>
 #include <new>
 #include <type_traits>
+
+#include <fmt/format.h>
 
 namespace kiv::io {
 namespace {
 
 constexpr uint64 kSmallestBlock = 32;
 constexpr uint64 kBlockAfterReset = 1024;
+
+static_assert(offsetof(ostream::Buffer, buffer) < offsetof(ostream::Buffer, curr) &&
+              offsetof(ostream::Buffer, curr) < offsetof(ostream::Buffer, size) &&
+              offsetof(ostream::Buffer, size) < offsetof(ostream::Buffer, capacity));
 
 }  // namespace
 
@@ -25,6 +33,10 @@ struct ostreamPrivate {
     ostream::Buffer buffer;
     // Not under the mutex, so that a print need not take it while it formats.
     std::atomic<bool> showHex = false;
+
+    // Makes room for a print of `length` characters and its null character that does not fit: at
+    // least half of the block, so that many small prints don't move the text each time.
+    void MakeRoom(uint64 length) { buffer.grow(std::max(length + 1, buffer.capacity / 2)); }
 };
 
 ostream::Buffer::~Buffer() {
@@ -166,8 +178,8 @@ ostream& ostream::print(const char* format, ...) {
                 *buffer.curr = '\0';  // the failed pass may have left its first characters here
         } else {
             if (static_cast<uint64>(length) >= buffer.size) {
-                const auto [place, room] = buffer.grow(static_cast<uint64>(length) + 1);
-                std::vsnprintf(place, room, format, again);
+                private_->MakeRoom(length);
+                std::vsnprintf(buffer.curr, buffer.size, format, again);
             }
             buffer.advance(length);
         }
@@ -188,15 +200,13 @@ const ostream::Buffer& ostream::getBuffer() const {
 
 template <class Integer>
 ostream& ostream::_PrintInteger(Integer value) {
-    char digits[2 + std::numeric_limits<Integer>::digits10 + 2];
-    char* const end = std::end(digits);
-    if (!private_->showHex.load(std::memory_order_relaxed))
-        return _Append(digits, std::to_chars(digits, end, value).ptr - digits);
-
-    digits[0] = '0';
-    digits[1] = 'x';
+    if (!private_->showHex.load(std::memory_order_relaxed)) {
+        const fmt::format_int digits(value);
+        return _Append(digits.data(), digits.size());
+    }
+    char digits[2 + 2 * sizeof value] = {'0', 'x'};
     const auto bits = static_cast<std::make_unsigned_t<Integer>>(value);
-    return _Append(digits, std::to_chars(digits + 2, end, bits, 16).ptr - digits);
+    return _Append(digits, std::to_chars(digits + 2, std::end(digits), bits, 16).ptr - digits);
 }
 
 ostream& ostream::_PrintText(const char* text, uint64 maxLength) {
@@ -213,7 +223,7 @@ ostream& ostream::_Append(const char* text, uint64 length) {
         const std::less<const char*> before;
         const bool own = !before(text, buffer.buffer) && before(text, buffer.curr);
         const std::ptrdiff_t offset = own ? text - buffer.buffer : 0;
-        buffer.grow(length + 1);
+        private_->MakeRoom(length);
         if (own)
             text = buffer.buffer + offset;
     }
