@@ -90,8 +90,9 @@ public:
     requires std::convertible_to<U*, T*> RefPtr(RefPtr<U>&& other)
     noexcept : pointer_(other.Release()) {}
     ~RefPtr() {
-        if (T* const pointer = Release())
-            pointer->Release();
+        if (pointer_)
+            pointer_->Release();
+        pointer_ = nullptr;
     }
 
     /// Serves every assignment. What was held before is released last, when the new value is in
