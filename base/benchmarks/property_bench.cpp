@@ -15,9 +15,10 @@
     X(property00)                                                                           \
     X(property01)                                                                           \
     X(property02)                                                                           \
-    X(property03) X(property04) X(property05) X(property06) X(property07) X(property08)     \
-        X(property09) X(property10) X(property11) X(property12) X(property13) X(property14) \
-            X(property15) X(property16) X(property17) X(property18) X(property19)
+    X(property03)                                                                           \
+    X(property04) X(property05) X(property06) X(property07) X(property08) X(property09)     \
+        X(property10) X(property11) X(property12) X(property13) X(property14) X(property15) \
+            X(property16) X(property17) X(property18) X(property19)
 
 namespace kiv::bench {
 

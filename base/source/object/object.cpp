@@ -41,11 +41,11 @@ bool Object::IsInstanceOf(const Type& type) const {
 }
 
 Value Object::GetProperty(StringView name, Status* status) {
-    StatusPtr report(status);
     const Type type = GetType();
     const PropertyInfo property = type.GetProperty(name);
     if (property.IsEmpty()) {
-        report = Status::InvalidParameter;
+        if (status)
+            *status = Status::InvalidParameter;
         return Value();
     }
     return property.GetValue(Instance(this, type), status);

@@ -41,7 +41,7 @@ Value PropertyInfoImpl::GetField(Instance instance, Status& status) const {
 namespace {
 
 /// What an operation on that handle and instance fails with before it begins.
-Status Refusal(const PropertyInfo& property, const Instance& instance) {
+const Status& Refusal(const PropertyInfo& property, const Instance& instance) {
     if (property.IsEmpty())
         return Status::InvalidOperation;
     return instance.IsEmpty() ? Status::InvalidParameter : Status::Success;
@@ -50,9 +50,7 @@ Status Refusal(const PropertyInfo& property, const Instance& instance) {
 Value Read(const PropertyInfo& property, PropertyInfoImpl* impl, const Instance& instance,
            Value (PropertyInfoImpl::*read)(Instance, Status&) const, Status* status) {
     Status result = Refusal(property, instance);
-    Value value;
-    if (result)
-        value = (impl->*read)(instance, result);
+    Value value = result ? (impl->*read)(instance, result) : Value();
     if (status)
         *status = std::move(result);
     return value;
@@ -121,12 +119,12 @@ Value PropertyInfo::GetField(Instance instance, Status* status) const {
 }
 
 Status PropertyInfo::SetValue(Instance instance, const Value& value) const {
-    const Status refusal = Refusal(*this, instance);
+    const Status& refusal = Refusal(*this, instance);
     return refusal ? impl_->SetValue(instance, value) : refusal;
 }
 
 Status PropertyInfo::SetField(Instance instance, const Value& value) const {
-    const Status refusal = Refusal(*this, instance);
+    const Status& refusal = Refusal(*this, instance);
     return refusal ? impl_->SetField(instance, value) : refusal;
 }
 

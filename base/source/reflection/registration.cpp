@@ -53,7 +53,9 @@ void MakeTypeInfo::_DefineType(Type type, StringView name,
 
 void MakeTypeInfo::_DeclareProperty(Type type, std::unique_ptr<PropertyInfoImpl>&& impl) {
     ClassInfo& info = type.info_->class_info;
-    info.properties.push_back(PropertyInfo(impl.get()));
+    const PropertyInfo property(impl.get());
+    info.properties.push_back(property);
+    info.property_index.Set(property.GetName(), impl.get());
     info.own_properties.push_back(std::move(impl));
 }
 

@@ -98,11 +98,7 @@ array_range<PropertyInfo> Type::GetProperties() const {
 }
 
 PropertyInfo Type::GetProperty(StringView name) const {
-    const std::vector<PropertyInfo>& list = info_->raw_type.info_->class_info.properties;
-    const auto found = std::find_if(list.rbegin(), list.rend(), [&](const PropertyInfo& property) {
-        return property.GetName() == name;
-    });
-    return found == list.rend() ? PropertyInfo() : *found;
+    return PropertyInfo(info_->raw_type.info_->class_info.property_index.Find(name));
 }
 
 Enum Type::GetEnum() const {

@@ -81,7 +81,7 @@ Status TypeRegistry::DefineType(Type type, StringView name,
     std::lock_guard lock(mutex_);
     const std::string& current = type.info_->name;
     // Renaming a type would pull the text from under the key of its old name.
-    if (types_by_name_.find(name) != nullptr || !current.empty())
+    if (types_by_name_.Find(name) != nullptr || !current.empty())
         return Status::InvalidOperation;
     _RegisterType(type, name);
     type.info_->factory = std::move(factory);
@@ -96,9 +96,8 @@ Type TypeRegistry::FindType(const std::type_info& id) {
 }
 
 Type TypeRegistry::FindTypeByName(StringView name) {
-    std::lock_guard lock(mutex_);
-    const Type* type = types_by_name_.find(name);
-    return type ? *type : Type();
+    TypeInfo* info = types_by_name_.Find(name);
+    return info ? Type(info) : Type();
 }
 
 Type TypeRegistry::FindTypeByTypeName(StringView rawName) {
@@ -110,7 +109,7 @@ Type TypeRegistry::FindTypeByTypeName(StringView rawName) {
 void TypeRegistry::_RegisterType(const Type& type, StringView name) {
     std::string& own = type.info_->name;
     own = std::string(name);
-    types_by_name_.insert(own, type);
+    types_by_name_.Set(own, type.info_);
 }
 
 void TypeRegistry::_UpdateMemberInfos(const Type& type,
@@ -128,7 +127,11 @@ void TypeRegistry::_UpdateMemberInfos(const Type& type,
         for (const Type& base : current.GetBaseTypes())
             append_declared(base, list);
         append_declared(current, list);
-        current.info_->class_info.*member = std::move(list);
+        ClassInfo& info = current.info_->class_info;
+        info.*member = std::move(list);
+        info.property_index.Clear();
+        for (const PropertyInfo& property : info.properties)
+            info.property_index.Set(property.GetName(), property.impl_);
     };
     // A list is made of what each type itself declared, and the list of derived types holds the
     // indirect ones too: one step each is enough, in any order.

@@ -30,6 +30,7 @@ namespace kiv {
 
 class Enum;
 class Object;
+class TypeRegistry;
 
 /// What can be done with a property.
 enum class PropertyFlags : uint32 {
@@ -147,6 +148,8 @@ public:
     Status SetField(Instance instance, const Value& value) const;
 
 private:
+    friend class TypeRegistry;
+
     PropertyInfoImpl* impl_ = nullptr;
 };
 

@@ -11,6 +11,7 @@
 
 #include "kiv/base/enum.h"
 #include "kiv/base/export.h"
+#include "kiv/base/nameIndex.h"
 #include "kiv/base/propertyInfo.h"
 #include "kiv/base/type.h"
 #include "kiv/base/value.h"
@@ -45,10 +46,11 @@ struct std::default_delete<kiv::rttr::CreateInstanceFactory> {
 namespace kiv {
 
 struct KIV_BASE_API ClassInfo {
-    std::vector<Type> base_types;     // direct and indirect, roots first
-    std::vector<Type> derived_types;  // direct and indirect, in the order of definition
-    std::vector<PropertyInfo> properties;
+    std::vector<Type> base_types;          // direct and indirect, roots first
+    std::vector<Type> derived_types;       // direct and indirect, in the order of definition
+    std::vector<PropertyInfo> properties;  // inherited ones first
     std::vector<std::unique_ptr<PropertyInfoImpl>> own_properties;
+    detail::NameIndex<PropertyInfoImpl> property_index;  // of each name the last property
 };
 
 struct KIV_BASE_API TypeInfo {

@@ -14,6 +14,7 @@
 
 #include "kiv/base/export.h"
 #include "kiv/base/flatMap.h"
+#include "kiv/base/nameIndex.h"
 #include "kiv/base/stringView.h"
 #include "kiv/base/type.h"
 #include "kiv/base/typeInfo.h"
@@ -52,7 +53,9 @@ private:
     static TypeRegistry instance_;
 
     FlatMap<StringView, Type> types_by_raw_name_;
-    FlatMap<StringView, Type> types_by_name_;  // the keys are views of the records' names
+    // Found without the lock: archives look up every object that they read. The names are views of
+    // those of the records.
+    detail::NameIndex<TypeInfo> types_by_name_;
     FlatMap<std::type_index, std::unique_ptr<TypeInfo>> infos_;
     std::mutex mutex_;  // guards the maps
     std::unique_ptr<TypeInfo> any_;

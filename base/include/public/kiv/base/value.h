@@ -316,17 +316,16 @@ public:
     /// Empty: of type `Type()`, and equal to every other empty value.
     Value() = default;
     template <class T>
-    requires ValueType<typename detail::StoredAs<T>::type> Value(const T& value) {
+    requires ValueType<typename detail::StoredAs<T>::type> Value(const T& value) : info_(0) {
         _Init<typename detail::StoredAs<T>::type>(value);
     }
-    Value(const Value& other) : Value() {
-        if (other._IsPlain())
-            _TakeBytes(other);
-        else
-            _CopyRemote(other);
+    Value(const Value& other) : storage_(other.storage_), info_(other.info_) {
+        if (!_IsPlain()) [[unlikely]]
+            other._Table()._CopyInit(other.storage_, storage_);
     }
     /// The source is empty afterwards.
-    Value(Value&& other) noexcept : Value() { _Take(other); }
+    Value(Value&& other) noexcept
+        : storage_(other.storage_), info_(std::exchange(other.info_, 0)) {}
     Value& operator=(const Value& other) {
         _Copy(other, *this);
         return *this;
@@ -336,7 +335,7 @@ public:
         return *this;
     }
     ~Value() {
-        if (!_IsPlain())
+        if (!_IsPlain()) [[unlikely]]
             _Table()._Destroy(storage_);
     }
 
@@ -437,11 +436,6 @@ private:
         _TakeBytes(from);
         from.info_ = 0;
     }
-    void _CopyRemote(const Value& other) {
-        _Table(other)._CopyInit(other.storage_, storage_);
-        info_ = other.info_;
-    }
-    static const detail::ValueTypeInfo& _Table(const Value& value) { return value._Table(); }
     static void _Copy(const Value& from, Value& to) {
         if (from._IsPlain() && to._IsPlain())
             to._TakeBytes(from);
@@ -466,8 +460,8 @@ private:
     RefPtr<Object> _GetObject(Status* status) const;
     Array<RefPtr<Object>> _GetObjects(Status* status) const;
 
-    detail::ValueStorage storage_{};
-    std::uintptr_t info_ = 0;
+    detail::ValueStorage storage_;
+    std::uintptr_t info_;
 };
 
 static_assert(sizeof(Value) == 2 * sizeof(void*));
