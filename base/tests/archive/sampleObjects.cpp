@@ -1,24 +1,40 @@
-#include "archive/sampleNode.h"
+#include "archive/sampleObjects.h"
 
 #include <cctype>
 #include <map>
 #include <utility>
+#include <vector>
 
 #include "kiv/base/registration.h"
 
 namespace kiv::testing {
 namespace {
 
-const bool registered = Registration::Class<SampleNode>("SampleNode")
-                            .Property("count", &SampleNode::count)
-                            .Property("title", &SampleNode::title)
-                            .Property("next", &SampleNode::next)
-                            .Property("others", &SampleNode::others)
-                            .Creatable();
+[[maybe_unused]] const bool registered[] = {
+    Registration::Class<SampleNode>("SampleNode")
+        .Property("count", &SampleNode::count)
+        .Property("title", &SampleNode::title)
+        .Property("next", &SampleNode::next)
+        .Property("others", &SampleNode::others)
+        .Creatable(),
+    Registration::Class<SampleScript>("Sample\"Script").Creatable(),
+};
 
 }  // namespace
 
-int SampleNode::alive = 0;
+std::set<SampleNode*> SampleNode::living;
+
+int SampleScript::alive = 0;
+std::function<void(SampleScript&, Archive&)> SampleScript::body;
+
+void SampleNode::CutAll() {
+    // Held for the while, so that none goes before its own references are out.
+    std::vector<RefPtr<SampleNode>> held(living.begin(), living.end());
+    for (const RefPtr<SampleNode>& node : held) {
+        node->next = nullptr;
+        node->others.clear();
+    }
+}
 
 RefPtr<SampleNode> MakeChain(int length) {
     RefPtr<SampleNode> first;
@@ -29,11 +45,6 @@ RefPtr<SampleNode> MakeChain(int length) {
         first = std::move(node);
     }
     return first;
-}
-
-void Unlink(RefPtr<SampleNode> first) {
-    while (first)
-        first = std::exchange(first->next, nullptr);
 }
 
 std::string WithoutIds(const std::string& json) {

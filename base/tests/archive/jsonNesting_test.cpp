@@ -1,0 +1,162 @@
+// Data that is nested more deeply than the stack allows, and nearly so.
+#include <functional>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <ucontext.h>
+
+#include "archive/sampleObjects.h"
+#include "kiv/base/archiveTypes.h"
+#include "kiv/base/jsonArchive.h"
+#include "kiv/base/jsonSerializer.h"
+#include "support/logCatcher.h"
+
+namespace kiv {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::LogCatcher;
+using testing::MakeChain;
+using testing::SampleNode;
+using testing::SampleScript;
+
+constexpr int kEndless = 300000;
+constexpr std::size_t kSmallStack = 256 * 1024;
+constexpr int kFitsASmallStack = 8;
+
+// The document of a ring of objects that read nothing but a reference.
+std::string RingDocument(int length) {
+    std::string text =
+        R"({"JSON_ARCHIVE":{"KIV_ARCHIVE_OBJECT":{"Object":{"INSTANCE_ID":1}},"KIV_ARCHIVE_OBJECT_MAP":{)";
+    for (int id = 1; id <= length; ++id)
+        text += (id > 1 ? ",\"" : "\"") + std::to_string(id) + R"(":{"r":{"INSTANCE_ID":)" +
+                std::to_string(id % length + 1) + R"(},"KIV_TYPE_NAME":"Sample\"Script"})";
+    return text + "}}}";
+}
+
+void OnASmallThread(const std::function<void()>& work) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, kSmallStack);
+    pthread_t thread;
+    const auto run = [](void* argument) -> void* {
+        (*static_cast<const std::function<void()>*>(argument))();
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, &attributes, run,
+                             const_cast<void*>(static_cast<const void*>(&work))),
+              0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// A stack that the thread library knows nothing of.
+void OnAFiber(const std::function<void()>& work) {
+    static ucontext_t here;
+    static ucontext_t fiber;
+    static const std::function<void()>* job;
+    const std::size_t guard = 4096;
+    void* const memory =
+        mmap(nullptr, guard + kSmallStack, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(memory, MAP_FAILED);
+    void* const stack = static_cast<char*>(memory) + guard;
+    ASSERT_EQ(mprotect(stack, kSmallStack, PROT_READ | PROT_WRITE), 0);
+    job = &work;
+    getcontext(&fiber);
+    fiber.uc_stack.ss_sp = stack;
+    fiber.uc_stack.ss_size = kSmallStack;
+    fiber.uc_link = &here;
+    makecontext(
+        &fiber, +[] { (*job)(); }, 0);
+    swapcontext(&here, &fiber);
+    munmap(memory, guard + kSmallStack);
+}
+#endif
+
+class JsonNestingTest : public ::testing::Test {
+protected:
+    JsonNestingTest() : endless_(MakeChain(kEndless)), text_(RingDocument(kEndless)) {
+        SampleScript::body = [](SampleScript& self, Archive& archive) {
+            archive.SerializeObject("r", self.reference);
+        };
+    }
+    ~JsonNestingTest() override {
+        SampleNode::CutAll();
+        endless_ = nullptr;
+        EXPECT_THAT(SampleNode::living, IsEmpty());
+    }
+
+    void ExpectOneError(const std::string& operation) {
+        const auto lines = log.Take();
+        ASSERT_EQ(lines.size(), 1u);
+        EXPECT_EQ(lines[0].level, LogLevel::Error);
+        EXPECT_THAT(lines[0].payload,
+                    HasSubstr("[tag:JsonSerializer]" + operation +
+                              " failed: Objects are nested too deeply for the stack that is left"));
+    }
+
+    void EndlessChainsFailAndShortOnesPass() {
+        JsonSerializer serializer({});
+        Status status;
+
+        EXPECT_EQ(serializer.Serialize(endless_), Status::Failure);
+        ExpectOneError("Serialize");
+        EXPECT_EQ(serializer.GetDisplayString(endless_, &status), "");
+        EXPECT_EQ(status, Status::Failure);
+        ExpectOneError("GetDisplayString");
+
+        serializer.SetSerializeString(text_);
+        EXPECT_FALSE(serializer.Deserialize("", &status));
+        EXPECT_EQ(status, Status::Failure);
+        ExpectOneError("Deserialize");
+        EXPECT_EQ(SampleScript::alive, 0);
+
+        EXPECT_TRUE(serializer.Serialize(MakeChain(kFitsASmallStack)));
+        const RefPtr<Object> read = serializer.Deserialize("", nullptr);
+        ASSERT_TRUE(read);
+        EXPECT_EQ(static_cast<SampleNode&>(*read).count, kFitsASmallStack - 1);
+        EXPECT_THAT(log.Take(), IsEmpty());
+    }
+
+    RefPtr<SampleNode> endless_;
+    std::string text_;
+    LogCatcher log;
+};
+
+TEST_F(JsonNestingTest, OnTheMainThread) {
+    EndlessChainsFailAndShortOnesPass();
+}
+
+TEST_F(JsonNestingTest, OnAThreadWithASmallStack) {
+    OnASmallThread([this] { EndlessChainsFailAndShortOnesPass(); });
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(JsonNestingTest, OnAFiber) {
+    OnAFiber([this] { EndlessChainsFailAndShortOnesPass(); });
+}
+#endif
+
+TEST(JsonBracketsTest, DeepBracketsAreReadAndNotShown) {
+    constexpr int kDepth = 300000;
+    for (const char* brackets : {"[]", "{}"}) {
+        std::string deep;
+        for (int i = 0; i < kDepth; ++i)
+            deep += *brackets == '[' ? "[" : "{\"a\":";
+        deep += "0" + std::string(kDepth, brackets[1]);
+        JsonInputArchive archive({});
+        std::vector<double> list;
+
+        archive.FromString(R"({"JSON_ARCHIVE":{"KIV_ARCHIVE_OBJECT":{"deep":)" + deep + "}}}");
+
+        EXPECT_THROW(archive.SerializeDoubleArray("deep", list), std::invalid_argument);
+        EXPECT_THROW(archive.GetDisplayJson("", ""), std::runtime_error);
+    }
+}
+
+}  // namespace
+}  // namespace kiv
