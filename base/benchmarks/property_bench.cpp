@@ -11,14 +11,13 @@
 #include "kiv/base/object.h"
 #include "kiv/base/registration.h"
 
-#define KIV_FOR_EACH_PROPERTY(X)                                                            \
-    X(property00)                                                                           \
-    X(property01)                                                                           \
-    X(property02)                                                                           \
-    X(property03)                                                                           \
-    X(property04) X(property05) X(property06) X(property07) X(property08) X(property09)     \
-        X(property10) X(property11) X(property12) X(property13) X(property14) X(property15) \
-            X(property16) X(property17) X(property18) X(property19)
+// clang-format off
+#define KIV_FOR_EACH_PROPERTY(X)                                                    \
+    X(property00) X(property01) X(property02) X(property03) X(property04)           \
+    X(property05) X(property06) X(property07) X(property08) X(property09)           \
+    X(property10) X(property11) X(property12) X(property13) X(property14)           \
+    X(property15) X(property16) X(property17) X(property18) X(property19)
+// clang-format on
 
 namespace kiv::bench {
 
