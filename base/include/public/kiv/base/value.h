@@ -314,7 +314,7 @@ struct DefaultValueFactory {
 class KIV_BASE_API Value {
 public:
     /// Empty: of type `Type()`, and equal to every other empty value.
-    Value() = default;
+    Value() noexcept : storage_{}, info_(0) {}
     template <class T>
     requires ValueType<typename detail::StoredAs<T>::type> Value(const T& value) : info_(0) {
         _Init<typename detail::StoredAs<T>::type>(value);
