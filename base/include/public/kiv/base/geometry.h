@@ -17,16 +17,14 @@
 #include "kiv/base/vector.h"
 
 /// Expands `X(Record)` for each record, each of them a name in namespace `kiv`.
-#define KIV_FOR_EACH_RECORD(X)                                                                 \
-    X(Vector2d)                                                                                \
-    X(Vector2f)                                                                                \
-    X(Vector2i)                                                                                \
-    X(Vector3d)                                                                                \
-    X(Vector3f)                                                                                \
-    X(Vector3i) X(Vector4d) X(Vector4f) X(Vector4i) X(Size2d) X(Size2f) X(Size2i) X(Size3d)    \
-        X(Size3f) X(Size3i) X(Quaterniond) X(Quaternionf) X(Matrix3d) X(Matrix3f) X(Matrix3i)  \
-            X(Matrix4d) X(Matrix4f) X(Matrix4i) X(Posed) X(Posef) X(Planed) X(Planef) X(Box2i) \
-                X(Box3f) X(Color) X(Colorf)
+// clang-format off
+#define KIV_FOR_EACH_RECORD(X)                                                      \
+    X(Vector2d) X(Vector2f) X(Vector2i) X(Vector3d) X(Vector3f) X(Vector3i)         \
+    X(Vector4d) X(Vector4f) X(Vector4i) X(Size2d) X(Size2f) X(Size2i)               \
+    X(Size3d) X(Size3f) X(Size3i) X(Quaterniond) X(Quaternionf)                     \
+    X(Matrix3d) X(Matrix3f) X(Matrix3i) X(Matrix4d) X(Matrix4f) X(Matrix4i)         \
+    X(Posed) X(Posef) X(Planed) X(Planef) X(Box2i) X(Box3f) X(Color) X(Colorf)
+// clang-format on
 
 namespace kiv {
 
