@@ -1,7 +1,10 @@
 #include "kiv/base/archiveTypes.h"
 
+#include <cstdint>
+#include <iterator>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "archive/builtInTypes.h"
 #include "kiv/base/logging.h"
@@ -12,8 +15,96 @@ namespace {
 
 constexpr char kTag[] = "kiv::ArchiveSerializer<class kiv::Value,void>::Serialize";
 
+using Handler = ArchiveSerializer<Value>::Handler;
+using Objects = Array<RefPtr<Object>>;
+
+const Handler* FindHandler(const std::string& typeName) {
+    const auto& handlers = ArchiveSerializer<Value>::value_archive_handles_;
+    const auto found = handlers.find(typeName);
+    return found == handlers.end() ? nullptr : &found->second;
+}
+
+/// What the thread found last under a raw name that is known by its address: that of a type's
+/// record. The table drops nothing and keeps its handlers where they are, so what was found stays
+/// right, and what was not is right for as long as the table has not grown.
+class HandlerCache {
+public:
+    const Handler* Find(StringView rawName, const std::string& typeName) {
+        const std::size_t size = ArchiveSerializer<Value>::value_archive_handles_.size();
+        const auto address = reinterpret_cast<std::uintptr_t>(rawName.data());
+        Entry& entry = entries_[(address ^ address >> 7) % std::size(entries_)];
+        const bool known = entry.name == rawName.data() && (entry.handler || entry.size == size);
+        if (!known)
+            entry = {rawName.data(), FindHandler(typeName), size};
+        return entry.handler;
+    }
+
+private:
+    struct Entry {
+        const char* name;
+        const Handler* handler;
+        std::size_t size;
+    };
+    Entry entries_[128] = {};
+};
+
+constinit thread_local HandlerCache handler_cache;
+
+/// A string whose memory the thread uses again.
+class ScratchText {
+public:
+    ScratchText() : text(std::move(_Kept())) {}
+    ScratchText(const ScratchText&) = delete;
+    ScratchText& operator=(const ScratchText&) = delete;
+    ~ScratchText() { _Kept() = std::move(text); }
+
+    std::string text;
+
+private:
+    static std::string& _Kept() {
+        static thread_local std::string kept;
+        return kept;
+    }
+};
+
+/// How the datum of a stored type is to be treated.
+struct Treatment {
+    enum Kind { kNone, kHandler, kObject, kObjects, kUnknown };
+    Kind kind;
+    const Handler* handler = nullptr;
+};
+
 bool Contains(const std::string& text, const char* part) {
     return text.find(part) != std::string::npos;
+}
+
+Treatment TreatmentOf(const Archive& archive, const Value& value, StringView held,
+                      const std::string& typeName) {
+    if (StringView(typeName) == Type().GetRawName())
+        return {Treatment::kNone};
+    const Handler* const handler =
+        StringView(typeName) == held ? handler_cache.Find(held, typeName) : FindHandler(typeName);
+    if (handler)
+        return {Treatment::kHandler, handler};
+    if (archive.IsRead()) {
+        // The text of the name is enough: a reference to any class comes back as one to its object.
+        if (!Contains(typeName, "kiv::RefPtr"))
+            return {Treatment::kUnknown};
+        return {Contains(typeName, "kiv::Array") ? Treatment::kObjects : Treatment::kObject};
+    }
+    if (value.Is<RefPtr<Object>>())
+        return {Treatment::kObject};
+    return {value.Is<Objects>() ? Treatment::kObjects : Treatment::kUnknown};
+}
+
+void RefuseUnknown(Archive& archive, const std::string& typeName) {
+    baseLogger2.log(
+        LogLevel::Error, kTag,
+        "Unknown kiv::Value type: %s, Please register it like archiveTypes/archiveTypes. "
+        "1. Achive ArchiveSerializer<T>; 2. Define static ValueArchiveRegistrar<T>.",
+        typeName.c_str());
+    if (archive.GetOptions().contains("DeserializeValue"))
+        throw std::runtime_error("Unknown kiv::Value type");
 }
 
 /// Passes the fields of a copy of `value` through the archive, and takes the copy over if it was
@@ -29,49 +120,42 @@ void SerializeFields(Archive& archive, T& value, Fields&& fields) {
 }  // namespace
 
 void ArchiveSerializer<Value>::Serialize(Archive& archive, Value& value) {
-    std::string typeName(value.GetType().GetRawName());
-    archive.SerializeString("type", typeName);
-    if (StringView(typeName) == Type().GetRawName())
-        return;
-
-    const auto handler = value_archive_handles_.find(typeName);
-    if (handler != value_archive_handles_.end()) {
-        handler->second(archive, "value", value);
-        return;
+    Treatment treatment;
+    {
+        const StringView held = value.GetType().GetRawName();
+        ScratchText name;
+        name.text.assign(held.data(), held.size());
+        archive.SerializeString("type", name.text);
+        treatment = TreatmentOf(archive, value, held, name.text);
+        if (treatment.kind == Treatment::kUnknown)
+            return RefuseUnknown(archive, name.text);
     }
-
-    using Objects = Array<RefPtr<Object>>;
-    if (archive.IsRead()) {
-        // The text of the name is enough: a reference to any class comes back as one to its object.
-        if (Contains(typeName, "kiv::RefPtr") && Contains(typeName, "kiv::Array")) {
-            Objects objects;
-            archive.SerializeObjectContainer<Objects, Object>("value", objects);
-            value = Value(objects);
+    switch (treatment.kind) {
+        case Treatment::kHandler:
+            (*treatment.handler)(archive, "value", value);
             return;
-        }
-        if (Contains(typeName, "kiv::RefPtr")) {
+        case Treatment::kObject: {
             RefPtr<Object> object;
+            if (!archive.IsRead())
+                object = value.Get<RefPtr<Object>>();
             archive.Serialize<Object>("value", object);
-            value = Value(object);
+            if (archive.IsRead())
+                value = Value(object);
             return;
         }
-    } else if (value.Is<RefPtr<Object>>()) {
-        RefPtr<Object> object = value.Get<RefPtr<Object>>();
-        archive.Serialize<Object>("value", object);
-        return;
-    } else if (value.Is<Objects>()) {
-        Objects objects = value.Get<Objects>();
-        archive.SerializeObjectContainer<Objects, Object>("value", objects);
-        return;
+        case Treatment::kObjects: {
+            Objects objects;
+            if (!archive.IsRead())
+                objects = value.Get<Objects>();
+            archive.SerializeObjectContainer<Objects, Object>("value", objects);
+            if (archive.IsRead())
+                value = Value(objects);
+            return;
+        }
+        case Treatment::kNone:
+        case Treatment::kUnknown:
+            return;
     }
-
-    baseLogger2.log(
-        LogLevel::Error, kTag,
-        "Unknown kiv::Value type: %s, Please register it like archiveTypes/archiveTypes. "
-        "1. Achive ArchiveSerializer<T>; 2. Define static ValueArchiveRegistrar<T>.",
-        typeName.c_str());
-    if (archive.GetOptions().contains("DeserializeValue"))
-        throw std::runtime_error("Unknown kiv::Value type");
 }
 
 // One row a record: its fields in the order and under the names of the stored form.

@@ -138,8 +138,10 @@ bool Type::IsBaseOf(const Type& other) const {
     const Type derived = other.info_->raw_type;
     if (base == derived)
         return true;
-    const std::vector<Type>& list = base.info_->class_info.derived_types;
-    return std::find(list.begin(), list.end(), derived) != list.end();
+    // The same question as whether `derived` stands among the derived types of `base`, put to the
+    // list that stays short: a root has thousands of derived types, a class has a few bases.
+    const std::vector<Type>& list = derived.info_->class_info.base_types;
+    return std::find(list.begin(), list.end(), base) != list.end();
 }
 
 Value Type::CreateInstance(Status* status) const {
