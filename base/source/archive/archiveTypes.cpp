@@ -1,7 +1,6 @@
 #include "kiv/base/archiveTypes.h"
 
 #include <cstdint>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -24,31 +23,62 @@ const Handler* FindHandler(const std::string& typeName) {
     return found == handlers.end() ? nullptr : &found->second;
 }
 
-/// What the thread found last under a raw name that is known by its address: that of a type's
-/// record. The table drops nothing and keeps its handlers where they are, so what was found stays
-/// right, and what was not is right for as long as the table has not grown.
-class HandlerCache {
+/// How the datum of a stored type is to be treated.
+struct Treatment {
+    enum Kind : unsigned char { kUnknown, kNone, kHandler, kObject, kObjects };
+    Kind kind = kUnknown;
+    const Handler* handler = nullptr;
+};
+
+bool Contains(const std::string& text, const char* part) {
+    return text.find(part) != std::string::npos;
+}
+
+Treatment FindTreatment(bool reads, const Value& value, const std::string& typeName) {
+    if (StringView(typeName) == Type().GetRawName())
+        return {Treatment::kNone};
+    if (const Handler* const handler = FindHandler(typeName))
+        return {Treatment::kHandler, handler};
+    if (reads) {
+        // The text of the name is enough: a reference to any class comes back as one to its object.
+        if (!Contains(typeName, "kiv::RefPtr"))
+            return {};
+        return {Contains(typeName, "kiv::Array") ? Treatment::kObjects : Treatment::kObject};
+    }
+    if (value.Is<RefPtr<Object>>())
+        return {Treatment::kObject};
+    return {value.Is<Objects>() ? Treatment::kObjects : Treatment::kUnknown};
+}
+
+/// What a thread found last for a type that is known by the address of its raw name. The table
+/// drops nothing and keeps its handlers where they are, and a class stays what it is: so what was
+/// found stays right, but for a handler that takes the place of another treatment, with which the
+/// table has grown.
+class TreatmentCache {
 public:
-    const Handler* Find(StringView rawName, const std::string& typeName) {
+    Treatment Find(bool reads, const Value& value, StringView held, const std::string& typeName) {
         const std::size_t size = ArchiveSerializer<Value>::value_archive_handles_.size();
-        const auto address = reinterpret_cast<std::uintptr_t>(rawName.data());
-        Entry& entry = entries_[(address ^ address >> 7) % std::size(entries_)];
-        const bool known = entry.name == rawName.data() && (entry.handler || entry.size == size);
+        const auto address = reinterpret_cast<std::uintptr_t>(held.data());
+        Entry& entry = entries_[reads][(address ^ address >> 7) % kSize];
+        const bool known = entry.name == held.data() &&
+                           entry.treatment.kind != Treatment::kUnknown &&
+                           (entry.treatment.handler || entry.size == size);
         if (!known)
-            entry = {rawName.data(), FindHandler(typeName), size};
-        return entry.handler;
+            entry = {held.data(), size, FindTreatment(reads, value, typeName)};
+        return entry.treatment;
     }
 
 private:
+    static constexpr std::size_t kSize = 64;
     struct Entry {
-        const char* name;
-        const Handler* handler;
-        std::size_t size;
+        const char* name = nullptr;
+        std::size_t size = 0;
+        Treatment treatment;
     };
-    Entry entries_[128] = {};
+    Entry entries_[2][kSize];  // of writers and readers
 };
 
-constinit thread_local HandlerCache handler_cache;
+constinit thread_local TreatmentCache treatments;
 
 /// A string whose memory the thread uses again.
 class ScratchText {
@@ -66,36 +96,6 @@ private:
         return kept;
     }
 };
-
-/// How the datum of a stored type is to be treated.
-struct Treatment {
-    enum Kind { kNone, kHandler, kObject, kObjects, kUnknown };
-    Kind kind;
-    const Handler* handler = nullptr;
-};
-
-bool Contains(const std::string& text, const char* part) {
-    return text.find(part) != std::string::npos;
-}
-
-Treatment TreatmentOf(const Archive& archive, const Value& value, StringView held,
-                      const std::string& typeName) {
-    if (StringView(typeName) == Type().GetRawName())
-        return {Treatment::kNone};
-    const Handler* const handler =
-        StringView(typeName) == held ? handler_cache.Find(held, typeName) : FindHandler(typeName);
-    if (handler)
-        return {Treatment::kHandler, handler};
-    if (archive.IsRead()) {
-        // The text of the name is enough: a reference to any class comes back as one to its object.
-        if (!Contains(typeName, "kiv::RefPtr"))
-            return {Treatment::kUnknown};
-        return {Contains(typeName, "kiv::Array") ? Treatment::kObjects : Treatment::kObject};
-    }
-    if (value.Is<RefPtr<Object>>())
-        return {Treatment::kObject};
-    return {value.Is<Objects>() ? Treatment::kObjects : Treatment::kUnknown};
-}
 
 void RefuseUnknown(Archive& archive, const std::string& typeName) {
     baseLogger2.log(
@@ -126,7 +126,9 @@ void ArchiveSerializer<Value>::Serialize(Archive& archive, Value& value) {
         ScratchText name;
         name.text.assign(held.data(), held.size());
         archive.SerializeString("type", name.text);
-        treatment = TreatmentOf(archive, value, held, name.text);
+        const bool reads = archive.IsRead();
+        treatment = StringView(name.text) == held ? treatments.Find(reads, value, held, name.text)
+                                                  : FindTreatment(reads, value, name.text);
         if (treatment.kind == Treatment::kUnknown)
             return RefuseUnknown(archive, name.text);
     }

@@ -21,10 +21,10 @@ JsonArchive::~JsonArchive() = default;
 std::string JsonArchive::GetDisplayJson(const std::string& key, const std::string& subKey) {
     if (IsRead())
         return internal::DisplayJson(state_->reader, key, subKey);
-    internal::JsonText text;
+    std::string text;
     state_->writer.AppendDocument(text);
     internal::JsonReader written;
-    written.Load(text.From(0));
+    written.Load(text);
     return internal::DisplayJson(written, key, subKey);
 }
 
@@ -126,9 +126,9 @@ void JsonArchive::AppendToDocument(rapidjson::Document& document, const std::str
     internal::JsonReader written;
     const internal::JsonReader* source = &state_->reader;
     if (!IsRead()) {
-        internal::JsonText text;
+        std::string text;
         state_->writer.AppendDocument(text);
-        written.Load(text.From(0));
+        written.Load(text);
         source = &written;
     }
     auto& allocator = document.GetAllocator();

@@ -7,19 +7,10 @@ namespace {
 
 using internal::JsonText;
 
-template <class T>
-void AppendElement(JsonText& text, const T& value) {
-    text.AppendValue(value);
-}
-void AppendElement(JsonText& text, const std::string& value) {
-    text.AppendValue(internal::UpToZero(value));
-}
-
 // Through const access, since writing must not detach a shared array.
 template <class List>
 void WriteList(internal::JsonWriter& writer, const StringView& name, const List& values) {
-    writer.List(name, values,
-                [](JsonText& text, const auto& value) { AppendElement(text, value); });
+    writer.List(name, values, [](JsonText& text, const auto& value) { text.AppendValue(value); });
 }
 
 }  // namespace
@@ -30,9 +21,8 @@ JsonOutputArchive::JsonOutputArchive(const std::unordered_map<std::string, Value
 JsonOutputArchive::~JsonOutputArchive() = default;
 
 void JsonOutputArchive::ToString(std::string& out) {
-    internal::JsonText text;
-    state_->writer.AppendDocument(text);
-    out.assign(text.From(0));
+    out.clear();
+    state_->writer.AppendDocument(out);
 }
 
 bool JsonOutputArchive::IsRead() const {
@@ -53,7 +43,7 @@ KIV_FOR_EACH_ARCHIVE_NUMBER(KIV_WRITE_NUMBER)
 #undef KIV_WRITE_NUMBER
 
 Archive& JsonOutputArchive::SerializeString(const StringView& name, std::string& value) {
-    state_->writer.String(name, internal::UpToZero(value));
+    state_->writer.String(name, value);
     return *this;
 }
 

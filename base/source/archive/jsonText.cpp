@@ -27,18 +27,6 @@ bool NeedsEscape(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\';
 }
 
-std::size_t LengthWithoutEscapes(std::string_view text) {
-    std::size_t length = 0;
-    for (uint64 word; text.size() - length >= sizeof(word); length += sizeof(word)) {
-        std::memcpy(&word, text.data() + length, sizeof(word));
-        if (HasEscapes(word))
-            break;
-    }
-    while (length < text.size() && !NeedsEscape(text[length]))
-        ++length;
-    return length;
-}
-
 // The letter behind the backslash, or 'u' for a code in hexadecimal digits.
 char EscapeLetter(char c) {
     switch (c) {
@@ -74,21 +62,37 @@ void JsonText::AppendValue(double value) {
 
 void JsonText::AppendValue(std::string_view text) {
     constexpr char kHexDigits[] = "0123456789ABCDEF";
+    constexpr std::size_t kLongestEscape = 6;
+    const char* from = text.data();
+    const char* const end = from + text.size();
     Append('"');
     for (;;) {
-        const std::size_t length = LengthWithoutEscapes(text);
-        Append(text.substr(0, length));
-        if (length == text.size())
-            break;
-        const char c = text[length];
-        const char letter = EscapeLetter(c);
-        Append('\\');
-        Append(letter);
-        if (letter == 'u') {
-            const char code[] = {'0', '0', kHexDigits[c >> 4], kHexDigits[c & 0xF]};
-            Append(std::string_view(code, sizeof(code)));
+        char* to = _Room(static_cast<std::size_t>(end - from) + kLongestEscape);
+        for (uint64 word; end - from >= static_cast<std::ptrdiff_t>(sizeof(word));
+             from += sizeof(word), to += sizeof(word)) {
+            std::memcpy(&word, from, sizeof(word));
+            if (HasEscapes(word))
+                break;
+            std::memcpy(to, &word, sizeof(word));
         }
-        text.remove_prefix(length + 1);
+        while (from != end && !NeedsEscape(*from))
+            *to++ = *from++;
+        const bool done = from == end || *from == 0;
+        if (!done) {
+            const char c = *from++;
+            const char letter = EscapeLetter(c);
+            *to++ = '\\';
+            *to++ = letter;
+            if (letter == 'u') {
+                *to++ = '0';
+                *to++ = '0';
+                *to++ = kHexDigits[c >> 4];
+                *to++ = kHexDigits[c & 0xF];
+            }
+        }
+        size_ = static_cast<std::size_t>(to - bytes_.get());
+        if (done)
+            break;
     }
     Append('"');
 }

@@ -62,7 +62,7 @@ public:
     }
     void AppendValue(double value);
     void AppendValue(float value) { AppendValue(static_cast<double>(value)); }
-    /// With its quotes, and zero bytes as "\u0000".
+    /// With its quotes, up to its first zero byte.
     void AppendValue(std::string_view text);
 
 private:

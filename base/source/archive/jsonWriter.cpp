@@ -44,7 +44,7 @@ void JsonWriter::End(StringView name) {
     const Scope scope = scopes_.back();
     _Close();
     if (scope.place == Place::kMember)
-        _Rename(scope, UpToZero(name));
+        _Rename(scope, name);
 }
 
 void JsonWriter::EndElement() {
@@ -93,23 +93,24 @@ void JsonWriter::DropContents() {
     scopes_.resize(scope);
 }
 
-void JsonWriter::AppendDocument(JsonText& out) const {
+void JsonWriter::AppendDocument(std::string& out) const {
+    constexpr std::size_t kFrame = 80;
     const Scope& scope = scopes_.back();
-    out.Append("{\"JSON_ARCHIVE\":{\"KIV_ARCHIVE_OBJECT\":");
-    out.Append(open_.From(scope.begin));
-    _AppendEnd(out, scope.kind);
-    out.Append(",\"KIV_ARCHIVE_OBJECT_MAP\":{");
-    out.Append(map_.From(0));
+    const std::string_view current = open_.From(scope.begin);
+    out.reserve(out.size() + current.size() + map_.size() + kFrame);
+    out += "{\"JSON_ARCHIVE\":{\"KIV_ARCHIVE_OBJECT\":";
+    out += current;
+    out += _End(scope.kind);
+    out += ",\"KIV_ARCHIVE_OBJECT_MAP\":{";
+    out += map_.From(0);
     bool first = map_.size() == 0;
     for (const Contents& contents : contents_) {
         if (!first)
-            out.Append(',');
+            out += ',';
         first = false;
-        out.Append('"');
-        out.AppendValue(contents.id);
-        out.Append("\":{}");
+        out += '"' + std::to_string(contents.id) + "\":{}";
     }
-    out.Append("}}}");
+    out += "}}}";
 }
 
 // Comma and name of a member of the current scope. False if that is no object.
@@ -122,7 +123,7 @@ bool JsonWriter::_BeginMember(StringView name) {
     if (!object.empty)
         open_.Append(',');
     object.empty = false;
-    open_.AppendValue(UpToZero(name));
+    open_.AppendValue(std::string_view(name));
     open_.Append(':');
     return true;
 }
@@ -144,7 +145,7 @@ void JsonWriter::_Close() {
     KIV_CHECK_EXPLAINED(fits, "an end without a beginning");
     if (!fits)
         return;
-    _AppendEnd(open_, scope.kind);
+    open_.Append(_End(scope.kind));
     scopes_.pop_back();
     if (scope.place == Place::kNowhere)
         open_.Truncate(scope.before);
@@ -152,21 +153,23 @@ void JsonWriter::_Close() {
 
 // The name that counts is the one at the end of a scope. The two differ by mistake only, so the
 // text is taken apart for it.
-void JsonWriter::_Rename(const Scope& scope, std::string_view name) {
+void JsonWriter::_Rename(const Scope& scope, StringView given) {
     const std::size_t nameBegin = scope.before + (open_.data()[scope.before] == ',' ? 1 : 0);
     const std::string_view quoted(open_.data() + nameBegin, scope.begin - nameBegin - 1);
-    if (quoted.substr(1, quoted.size() - 2) == name)
+    const std::string_view written = quoted.substr(1, quoted.size() - 2);
+    if (written == std::string_view(given) || written == UpToZero(given))
         return;
     const std::string value(open_.From(scope.begin));
     open_.Truncate(nameBegin);
-    open_.AppendValue(name);
+    open_.AppendValue(std::string_view(given));
     open_.Append(':');
     open_.Append(value);
 }
 
-void JsonWriter::_AppendEnd(JsonText& out, Kind kind) {
-    if (kind != Kind::kPlain)
-        out.Append(kind == Kind::kArray ? ']' : '}');
+std::string_view JsonWriter::_End(Kind kind) {
+    if (kind == Kind::kPlain)
+        return {};
+    return kind == Kind::kArray ? "]" : "}";
 }
 
 }  // namespace kiv::internal

@@ -65,7 +65,7 @@ public:
 
     /// The current scope and the map, as the members of an archive document. An object whose
     /// contents are under way stands there without any.
-    void AppendDocument(JsonText& out) const;
+    void AppendDocument(std::string& out) const;
 
 private:
     enum class Kind : unsigned char { kObject, kArray, kPlain };
@@ -91,8 +91,8 @@ private:
     void _OpenMember(StringView name, Kind kind);
     void _Open(std::size_t before, Kind kind, Place place);
     void _Close();
-    void _Rename(const Scope& scope, std::string_view name);
-    static void _AppendEnd(JsonText& out, Kind kind);
+    void _Rename(const Scope& scope, StringView name);
+    static std::string_view _End(Kind kind);
 
     JsonText open_;
     JsonText map_;
@@ -102,7 +102,7 @@ private:
 
 template <class T>
 void JsonWriter::Scalar(StringView name, T value) {
-    if (!UpToZero(name).empty()) {
+    if (!name.empty() && name[0] != 0) {
         if (_BeginMember(name))
             open_.AppendValue(value);
         return;
