@@ -142,7 +142,7 @@ void ArchiveSerializer<Value>::Serialize(Archive& archive, Value& value) {
                 object = value.Get<RefPtr<Object>>();
             archive.Serialize<Object>("value", object);
             if (archive.IsRead())
-                value = Value(object);
+                value = Value(std::move(object));
             return;
         }
         case Treatment::kObjects: {
@@ -151,7 +151,7 @@ void ArchiveSerializer<Value>::Serialize(Archive& archive, Value& value) {
                 objects = value.Get<Objects>();
             archive.SerializeObjectContainer<Objects, Object>("value", objects);
             if (archive.IsRead())
-                value = Value(objects);
+                value = Value(std::move(objects));
             return;
         }
         case Treatment::kNone:

@@ -36,10 +36,13 @@ bool JsonInputArchive::IsRead() const {
 
 template <class T>
 Archive& JsonInputArchive::_Read(const StringView& name, T& value) {
-    if (const rapidjson::Value* const member = state_->reader.Find(name))
-        RapidjsonHelper::Deserialize(*member, nullptr, value);
-    else  // an unnamed datum is the scope itself, and any other is missed with a warning
-        RapidjsonHelper::Deserialize(state_->reader.Scope(), TextOf(name).c_str(), value);
+    const bool unnamed = name.empty() || name[0] == 0;
+    const rapidjson::Value& scope = state_->reader.Scope();
+    // An unnamed datum is the scope itself, and one that isn't there is missed with a warning.
+    if (const rapidjson::Value* const node = unnamed ? &scope : state_->reader.Find(name))
+        RapidjsonHelper::Deserialize(*node, nullptr, value);
+    else
+        RapidjsonHelper::Deserialize(scope, TextOf(name).c_str(), value);
     return *this;
 }
 
@@ -103,9 +106,13 @@ Archive& JsonInputArchive::SerializeObjectArray(const StringView& name,
 bool JsonInputArchive::_ResolveReference(const rapidjson::Value& node, RefPtr<Object>& out) {
     uint64 id = 0;
     if (internal::GetInstanceId(node, id)) {
-        CreateObjectByID(id);
-        const auto created = state_->created_objects.find(id);
-        if (created != state_->created_objects.end()) {
+        const auto& objects = state_->created_objects;
+        auto created = objects.find(id);
+        if (created == objects.end()) {
+            CreateObjectByID(id);
+            created = objects.find(id);
+        }
+        if (created != objects.end()) {
             out = created->second;
             return true;
         }

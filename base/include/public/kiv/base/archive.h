@@ -26,6 +26,7 @@
 
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "kiv/base/array.h"
@@ -166,7 +167,7 @@ private:
     bool _BeginArrayOrWarn(const StringView& name, unsigned int& size);
 
     template <class T>
-    static RefPtr<T> _NarrowOrNull(const RefPtr<Object>& object);
+    static RefPtr<T> _NarrowOrNull(RefPtr<Object> object);
 
     std::unordered_map<std::string, Value> options;
 };
@@ -219,7 +220,7 @@ Archive& Archive::Serialize(const StringView& name, RefPtr<T>& value) {
     }
     RefPtr<Object> object;
     SerializeObject(name, object);
-    value = _NarrowOrNull<T>(object);
+    value = _NarrowOrNull<T>(std::move(object));
     return *this;
 }
 
@@ -243,10 +244,10 @@ void Archive::SerializeObjectContainer(const StringView& name, Container& value)
 }
 
 template <class T>
-RefPtr<T> Archive::_NarrowOrNull(const RefPtr<Object>& object) {
+RefPtr<T> Archive::_NarrowOrNull(RefPtr<Object> object) {
     if (!object || !object->template IsInstanceOf<T>())
         return RefPtr<T>();
-    return RefPtr<T>(static_cast<T*>(object.get()));
+    return RefPtr<T>::Adopt(static_cast<T*>(object.Release()));
 }
 
 }  // namespace kiv

@@ -19,6 +19,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 
 #include "kiv/base/archive.h"
 #include "kiv/base/array.h"
@@ -106,7 +107,7 @@ void ArchiveSerializer<Value>::_Handle(Archive& archive, const StringView& name,
     T datum = value.Get<T>();
     detail::SerializeDatum(archive, name, datum);
     if (archive.IsRead())
-        value = Value(datum);
+        value = Value(std::move(datum));
 }
 
 /// Registers the handlers of `T` and of `Array<T>`; used as a static object. `typeName` is the raw

@@ -197,13 +197,15 @@ struct RemoteValueTypeInfo {
 
     struct _Counted {
         T value;
-        std::atomic<uint32> count{0};
+        std::atomic<uint32> count = 0;
     };
     using Storage = IntrusivePtr<_Counted>;
 
     static const T& Get(const ValueStorage& storage) { return _Block(storage).get()->value; }
-    static void _PlaceCopy(const T& value, ValueStorage& to) {
-        ::new (static_cast<void*>(to.bytes)) Storage(new _Counted{value});
+    template <class From>
+    static void _PlaceCopy(From&& value, ValueStorage& to) {
+        ::new (static_cast<void*>(to.bytes))
+            Storage(new _Counted{T(std::forward<From>(value)), {}});
     }
     static void _CopyInit(const ValueStorage& from, ValueStorage& to) {
         ::new (static_cast<void*>(to.bytes)) Storage(_Block(from));
@@ -319,6 +321,12 @@ public:
     requires ValueType<typename detail::StoredAs<T>::type> Value(const T& value) : info_(0) {
         _Init<typename detail::StoredAs<T>::type>(value);
     }
+    /// The same for a value that can be moved from.
+    template <class T>
+    requires(!std::is_reference_v<T> && !std::is_const_v<T> && ValueType<T>) Value(T&& value)
+        : info_(0) {
+        _Init<T>(std::move(value));
+    }
     Value(const Value& other) : storage_(other.storage_), info_(other.info_) {
         if (!_IsPlain()) [[unlikely]]
             other._Table()._CopyInit(other.storage_, storage_);
@@ -415,10 +423,10 @@ private:
         return reinterpret_cast<std::uintptr_t>(&_TableOf<T>()) |
                (detail::is_local_value<T> ? kLocal : 0);
     }
-    template <class T>
-    void _Init(const T& value) {
+    template <class T, class From>
+    void _Init(From&& value) {
         const std::uintptr_t info = _InfoOf<T>();
-        detail::ValuePolicy<T>::_PlaceCopy(value, storage_);
+        detail::ValuePolicy<T>::_PlaceCopy(std::forward<From>(value), storage_);
         info_ = info;
     }
 
