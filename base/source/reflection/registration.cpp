@@ -6,6 +6,7 @@
 
 #include "kiv/base/check.h"
 #include "kiv/base/typeRegistry.h"
+#include "platform/modulePin.h"
 
 namespace kiv {
 namespace rttr {
@@ -52,6 +53,7 @@ void MakeTypeInfo::_DefineType(Type type, StringView name,
 }
 
 void MakeTypeInfo::_DeclareProperty(Type type, std::unique_ptr<PropertyInfoImpl>&& impl) {
+    platform::PinModuleOfClass(impl.get());
     ClassInfo& info = type.info_->class_info;
     const PropertyInfo property(impl.get());
     info.properties.push_back(property);
@@ -60,14 +62,17 @@ void MakeTypeInfo::_DeclareProperty(Type type, std::unique_ptr<PropertyInfoImpl>
 }
 
 void MakeTypeInfo::_AttachEnum(Type type, std::unique_ptr<EnumImpl> impl) {
-    if (!type.info_->enumeration)
-        type.info_->enumeration = std::move(impl);
+    if (type.info_->enumeration)
+        return;
+    platform::PinModuleOfClass(impl.get());
+    type.info_->enumeration = std::move(impl);
 }
 
 void MakeTypeInfo::_DeclareEnumItem(Type type, StringView name, const Value& value) {
     EnumImpl* table = type.info_->enumeration.get();
     if (table == nullptr)
         return;
+    platform::PinModuleOf(name.data());
     table->names_.emplace_back(name);
     table->values_.emplace_back(value);
 }
@@ -82,24 +87,50 @@ constexpr char kRefused[] = "";
 
 }  // namespace
 
-bool PropertyImplBase::_IsItem(const Enum& table, const Value& value) {
-    return table.GetNames().empty() || table.ValueToName(value).data() != nullptr;
+void ReportBaseNotAtStart(Type type, Type base) {
+    const std::string reason = std::string(type.GetRawName()) + " has " +
+                               std::string(base.GetRawName()) +
+                               " somewhere else; the base is left out";
+    ReportFailedCheck(__FILE__, __LINE__, "a reflected base of a plain class stands at its start",
+                      reason.c_str());
+}
+
+bool PropertyImplBase::_IsMadeOfItems(const Enum& table, uint64 number,
+                                      uint64 (*numberOf)(const Value&)) {
+    if (table.Invalid() || table.impl_->values_.empty())
+        return true;
+    uint64 bits = 0;
+    const Array<Value>& items = table.impl_->values_;
+    for (const Value& item : items)
+        bits |= numberOf(item);
+    return (number & ~bits) == 0;
 }
 
 RegistrationName::RegistrationName(Type type, StringView name) : name_(name) {
-    if (!name_.empty() && !type.GetName().empty())
-        _Refuse(type, "the type has no name yet", "is registered already");
-    else if (!name_.empty() && Type::Find(name_) != Type())
-        _Refuse(type, "the name is free", "wants a name that another type has");
+    if (!name_.empty())
+        _MayDeclare(type);
 }
 
 bool RegistrationName::_MayDeclare(Type type) {
     if (_IsRefused())
         return false;
     if (!type.GetName().empty())
-        _Refuse(type, "the type is not defined yet", "gets a member behind its definition");
+        _Refuse(type, "the type is not defined yet", "is defined already");
     else if (name_.empty())
         _Refuse(type, "the name is not empty", "is registered with an empty name");
+    else if (Type::Find(name_) != Type())
+        _Refuse(type, "the name is free", "wants a name that another type has");
+    return !_IsRefused();
+}
+
+bool RegistrationName::_MayDeclare(Type type, StringView member) {
+    if (!_MayDeclare(type))
+        return false;
+    const bool known = type.GetProperty(member).GetDeclaringType() == type ||
+                       !type.GetEnum().NameToValue(member).IsEmpty();
+    if (known || member.empty())
+        _Refuse(type, "each member has a name of its own",
+                "names two members alike, or one not at all");
     return !_IsRefused();
 }
 
@@ -107,6 +138,8 @@ bool RegistrationName::_Define(Type type, std::vector<base_class_info> (*bases)(
                                std::unique_ptr<rttr::CreateInstanceFactory> factory) {
     if (!_MayDeclare(type))
         return false;
+    if (factory)
+        platform::PinModuleOfClass(factory.get());
     if (bases) {
         std::vector<base_class_info> list = bases();
         rttr::MakeTypeInfo::_DefineBaseClasses(type, list);

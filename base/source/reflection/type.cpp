@@ -141,7 +141,8 @@ bool Type::IsBaseOf(const Type& other) const {
     // The same question as whether `derived` stands among the derived types of `base`, put to the
     // list that stays short: a root has thousands of derived types, a class has a few bases.
     const std::vector<Type>& list = derived.info_->class_info.base_types;
-    return std::find(list.begin(), list.end(), base) != list.end();
+    return std::any_of(list.begin(), list.end(),
+                       [base](const Type& type) { return type.GetRawType() == base; });
 }
 
 Value Type::CreateInstance(Status* status) const {

@@ -64,8 +64,9 @@ Type TypeRegistry::DeclareType(std::unique_ptr<TypeInfo> info) {
         if (const std::unique_ptr<TypeInfo>* known = infos_.find(id))
             return Type(known->get());
         type = Type(info.get());
-        unique = types_by_raw_name_.insert(info->raw_name, type);
+        const StringView raw_name = info->raw_name;
         infos_.insert(id, std::move(info));
+        unique = types_by_raw_name_.insert(raw_name, type);
     }
     if (!unique) {
         const std::string reason = "another type has the raw name \"" +

@@ -5,6 +5,7 @@
 #include <typeinfo>
 
 #include "kiv/base/spinMutex.h"
+#include "platform/modulePin.h"
 
 namespace kiv {
 
@@ -33,11 +34,9 @@ private:
 void Value::_CopySlow(const Value& from, Value& to) {
     if (&from == &to)
         return;
-    const Value copy = from;
+    Value copy = from;
     const _HoldAside old(to);
-    to._TakeBytes(copy);
-    // The bytes are the contents now, whoever holds them.
-    const_cast<Value&>(copy).info_ = 0;
+    to._Take(copy);
 }
 
 void Value::_Move(Value& from, Value& to) noexcept {
@@ -45,6 +44,11 @@ void Value::_Move(Value& from, Value& to) noexcept {
         return;
     const _HoldAside old(to);
     to._Take(from);
+}
+
+void Value::_SetType(const detail::ValueTypeInfo& table, Type type) {
+    platform::PinModuleOf(&table);
+    table.type.store(type.info_, std::memory_order_release);
 }
 
 bool Value::operator==(const Value& other) const {
@@ -79,8 +83,9 @@ bool Value::_TypeIs(Type target) const {
 }
 
 const void* Value::_FailGet(detail::DefaultValueHolder (*factory)(), const Type& type) const {
-    static detail::SpinMutex mutex;
-    static std::map<const std::type_info*, detail::DefaultValueHolder> instances;
+    static constinit detail::SpinMutex mutex;
+    // Never destroyed: a module's own statics may still ask while the process ends.
+    static auto& instances = *new std::map<const std::type_info*, detail::DefaultValueHolder>;
 
     const std::type_info* key = &type.GetTypeid();
     {

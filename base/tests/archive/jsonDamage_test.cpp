@@ -82,9 +82,10 @@ TEST_F(JsonDamageTest, EveryTruncationFails) {
 template <class Visit>
 void ForEachNode(rapidjson::Value& node, Visit visit) {
     visit(node);
+    // By index: the comparison of member iterators that are not const is ambiguous to Clang.
     if (node.IsObject())
-        for (auto& member : node.GetObject())
-            ForEachNode(member.value, visit);
+        for (rapidjson::SizeType i = 0; i < node.MemberCount(); ++i)
+            ForEachNode(node.MemberBegin()[static_cast<std::ptrdiff_t>(i)].value, visit);
     if (node.IsArray())
         for (auto& element : node.GetArray())
             ForEachNode(element, visit);

@@ -181,7 +181,7 @@ TEST_F(JsonSerializerTest, DisplayFormOfAValueIsWithOrWithoutItsType) {
         {Value(), R"({"type":"Any"})", R"({"type":"Any"})"},
         {Value(RefPtr<Object>()), "null",
          R"({"type":"class kiv::RefPtr<class kiv::Object>","value":null})"},
-        {Value(Vector2f(1, 2)), R"({"x":1.0,"y":2.0})",
+        {Value(Vector2f{1, 2}), R"({"x":1.0,"y":2.0})",
          R"({"type":"class kiv::Vector2f","value":{"x":1.0,"y":2.0}})"},
     };
     for (const auto& c : cases) {

@@ -22,6 +22,27 @@ public:
     long long stamp = 0;
 };
 
+enum class Flags : unsigned int { Red = 1, Green = 2, Blue = 4 };
+/// Abstract, as a base with properties often is, and too big for a stack.
+class Surface : public kiv::Object {
+    KIV_OBJECT(Surface, kiv::Object)
+public:
+    virtual double Measure() const = 0;
+    char bulk[16 << 20] = {};
+    Flags flags = Flags::Red;
+    const int fixed = 7;
+    double secret = 1;
+};
+class Guarded : public kiv::Object {
+    KIV_OBJECT(Guarded, kiv::Object)
+public:
+    static kiv::RefPtr<Guarded> Make() { return kiv::RefPtr<Guarded>::Adopt(new Guarded(5)); }
+    int number;
+
+protected:
+    explicit Guarded(int n) : number(n) {}
+};
+
 class Square : public Shape {
     KIV_OBJECT(Square, Shape)
 public:
@@ -37,12 +58,15 @@ public:
         side = value;
         return kiv::Status::Success;
     }
+    kiv::Vector2d GetCorner() const { return corner; }
+    void SetCorner(kiv::Vector2d value) { corner = value; }
     double GetArea() const { return side * side; }
 
     int id = 0;  // hides the one of the base
     std::string title;
     int titleCalls = 0;
     double side = 1;
+    kiv::Vector2d corner;
     int sideCalls = 0;
     int serial = 3;
     kiv::RefPtr<Square> twin;
@@ -69,12 +93,25 @@ const bool kSquare = kiv::Registration::Class<Square>("registration_test::Square
                                    kiv::PropertyFlags::Readable | kiv::PropertyFlags::Storable)
                          .Property("twin", &Square::twin)
                          .Property("friends", &Square::friends)
+                         .Property("corner", &Square::GetCorner, &Square::SetCorner)
                          .Creatable();
 const bool kShape = kiv::Registration::Class<Shape>("registration_test::Shape")
                         .Property("id", &Shape::id)
                         .Property("mode", &Shape::mode)
                         .Property("stamp", &Shape::stamp)
                         .Abstract();
+const bool kSurface = kiv::Registration::Class<Surface>("registration_test::Surface")
+                          .Property("flags", &Surface::flags)
+                          .ReadOnly("fixed", &Surface::fixed)
+                          .Property("secret", &Surface::secret, kiv::PropertyFlags::Writable)
+                          .Abstract();
+const bool kGuarded =
+    kiv::Registration::Class<Guarded>("registration_test::Guarded").Creatable(&Guarded::Make);
+const bool kFlags = kiv::Registration::Enum<Flags>("registration_test::Flags")
+                        .Item("Red", Flags::Red)
+                        .Item("Green", Flags::Green)
+                        .Item("Blue", Flags::Blue)
+                        .Done();
 const bool kMode = kiv::Registration::Enum<Mode>("registration_test::Mode")
                        .Item("Off", Mode::Off)
                        .Item("On", Mode::On)
@@ -95,6 +132,17 @@ public:
 };
 class Late3 : public kiv::Object {
     KIV_OBJECT(Late3, kiv::Object)
+};
+class Late4 : public kiv::Object {
+    KIV_OBJECT(Late4, kiv::Object)
+public:
+    int x = 0;
+};
+class Late5 : public kiv::Object {
+    KIV_OBJECT(Late5, kiv::Object)
+};
+class Late6 : public kiv::Object {
+    KIV_OBJECT(Late6, kiv::Object)
 };
 struct Root {};
 struct Middle {};
@@ -141,7 +189,7 @@ TEST(RegistrationTest, RegisteredClassIsFoundByNameAndCreated) {
 TEST(RegistrationTest, PropertiesOfTheRootComeFirstWhateverWasDefinedFirst) {
     EXPECT_THAT(PropertyNames(Type::Get<Square>()),
                 ElementsAre("id", "mode", "stamp", "id", "title", "side", "area", "serial", "twin",
-                            "friends"));
+                            "friends", "corner"));
     EXPECT_THAT(PropertyNames(Type::Get<Shape>()), ElementsAre("id", "mode", "stamp"));
     EXPECT_EQ(Type::Get<Square>().GetProperty("id").GetDeclaringType(), Type::Get<Square>());
     EXPECT_EQ(Type::Get<Square*>().GetProperty("stamp").GetDeclaringType(), Type::Get<Shape>());
@@ -224,6 +272,43 @@ TEST(RegistrationTest, FieldRoadWritesMembersWithoutTheirSetters) {
     EXPECT_EQ(type.GetProperty("title").SetField(instance, Value(std::string("new"))),
               Status::Success);
     EXPECT_EQ(square->titleCalls, 1);
+
+    // Equal within the tolerance of the record, and still another value.
+    EXPECT_EQ(type.GetProperty("corner").SetField(instance, Value(Vector2d{1e-9, 0})),
+              Status::Success);
+    EXPECT_EQ(square->corner.x, 1e-9);
+    // An array that is handed back keeps the buffer that it shares.
+    square->friends.emplace_back(MakeRefCounted<Square>());
+    const Array<RefPtr<Square>> shared = square->friends;
+    EXPECT_EQ(hand_back("friends"), Status::Success);
+    EXPECT_EQ(std::as_const(square->friends).data(), shared.data());
+}
+
+class Panel : public Surface {
+public:
+    Type GetType() const override { return Type::Get<Surface>(); }
+    double Measure() const override { return 1; }
+};
+
+TEST(RegistrationTest, FlagsOfAPropertySayWhatThePublicRoadDoes) {
+    ASSERT_TRUE(kSurface && kFlags && kGuarded);
+    const RefPtr<Object> panel = MakeRefCounted<Panel>();
+    Status status;
+
+    EXPECT_EQ(panel->GetProperty("fixed").Get<int>(), 7);
+    EXPECT_EQ(panel->SetProperty("fixed", 8), Status::InvalidOperation);
+    EXPECT_EQ(panel->SetProperty("secret", 2.0), Status::Success);
+    EXPECT_TRUE(panel->GetProperty("secret", &status).IsEmpty());
+    EXPECT_EQ(status, Status::InvalidOperation);
+    EXPECT_EQ(Type::Get<Surface>().GetProperty("flags").GetOffsetof(),
+              static_cast<int>(sizeof(Object) + (16 << 20)));
+}
+
+TEST(RegistrationTest, FactoryMayBeAFunction) {
+    const RefPtr<Object> made =
+        Type::Find("registration_test::Guarded").CreateInstance().Get<RefPtr<Object>>();
+    ASSERT_NE(made, nullptr);
+    EXPECT_EQ(static_cast<Guarded*>(made.get())->number, 5);
 }
 
 TEST(RegistrationTest, EnumTravelsAsItsNumberAndOnlyAsOneOfItsItems) {
@@ -236,9 +321,16 @@ TEST(RegistrationTest, EnumTravelsAsItsNumberAndOnlyAsOneOfItsItems) {
     EXPECT_EQ(mode.GetValue(instance, nullptr).Get<Mode>(), Mode::Auto);
     EXPECT_EQ(mode.SetField(instance, Value(static_cast<unsigned char>(1))), Status::Success);
     EXPECT_EQ(square->mode, Mode::On);
-    EXPECT_EQ(mode.SetField(instance, Value(static_cast<unsigned char>(2))), Status::InvalidCast);
+    EXPECT_EQ(mode.SetField(instance, Value(static_cast<unsigned char>(8))), Status::InvalidCast);
     EXPECT_EQ(mode.SetField(instance, Value(1)), Status::InvalidCast);
     EXPECT_EQ(square->mode, Mode::On);
+
+    // Flags travel together.
+    const RefPtr<Object> panel = MakeRefCounted<Panel>();
+    const PropertyInfo flags = panel->GetType().GetProperty("flags");
+    EXPECT_EQ(flags.SetField(Instance(panel.get()), Value(5u)), Status::Success);
+    EXPECT_EQ(flags.GetField(Instance(panel.get()), nullptr), Value(5u));
+    EXPECT_EQ(flags.SetField(Instance(panel.get()), Value(8u)), Status::InvalidCast);
 
     ASSERT_TRUE(mode.IsEnum());
     const Enum table = mode.GetEnum();
@@ -262,7 +354,7 @@ TEST(RegistrationTest, InstanceOfAnotherClassIsRefused) {
     EXPECT_EQ(id.SetValue(Instance(stranger.get(), Type()), Value(1)), Status::InvalidParameter);
 }
 
-TEST(RegistrationTest, PlainClassFindsTheProperiesOfABaseAtItsStart) {
+TEST(RegistrationTest, PlainClassFindsThePropertiesOfABaseAtItsStart) {
     testing::LogCatcher log;
     ASSERT_TRUE(
         Registration::Class<Front>("registration_test::Front").Property("a", &Front::a).Abstract());
@@ -311,6 +403,23 @@ TEST(RegistrationTest, RefusedRegistrationIsToldOnceAndChangesNothing) {
     { Registration::Class<Late1> nothingWrong(""); }
     EXPECT_TRUE(log.Take().empty());
     EXPECT_EQ(Type::Get<Late1>().GetName(), StringView());
+
+    // Two members of one name.
+    EXPECT_FALSE(Registration::Class<Late4>("registration_test::Late4")
+                     .Property("x", &Late4::x)
+                     .Property("x", &Late4::x)
+                     .Creatable());
+    told_once("class registration_test::Late4 ");
+
+    // Two registrations under way for one name.
+    {
+        Registration::Class<Late5> first("registration_test::Late5");
+        Registration::Class<Late6> second("registration_test::Late5");
+        EXPECT_TRUE(first.Creatable());
+        EXPECT_FALSE(second.Creatable());
+        told_once("class registration_test::Late6 ");
+    }
+    EXPECT_FALSE(Type::Get<Object>().IsBaseOf(Type::Get<Late6>()));
 
     // A property behind the definition.
     {

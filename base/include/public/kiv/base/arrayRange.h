@@ -18,6 +18,7 @@ template <class T>
 struct default_predicate {
     std::function<bool(const T&)> accepts;
     bool operator()(const T& element) const { return !accepts || accepts(element); }
+    bool AcceptsAll() const { return !accepts; }
 };
 
 }  // namespace detail
@@ -86,7 +87,7 @@ public:
     array_range(const T* begin, std::size_t size, Predicate predicate = {})
         : begin_(begin), end_(begin + size), predicate_(std::move(predicate)) {}
 
-    // The iterators point at the predicate of this range, so they must not outlive it.
+    /// The iterators point at the predicate of this range and must not outlive it.
     iterator begin() const { return iterator(begin_, end_, begin_, &predicate_); }
     iterator end() const { return iterator(begin_, end_, end_, &predicate_); }
     reverse_iterator rbegin() const { return reverse_iterator(begin_, end_, end_, &predicate_); }
@@ -95,7 +96,12 @@ public:
     reverse_iterator crend() const { return rend(); }
 
     /// The number of accepted elements; counts them when there is a predicate.
-    std::size_t size() const { return static_cast<std::size_t>(std::distance(begin(), end())); }
+    std::size_t size() const {
+        if constexpr (requires { predicate_.AcceptsAll(); })
+            if (predicate_.AcceptsAll())
+                return static_cast<std::size_t>(end_ - begin_);
+        return static_cast<std::size_t>(std::distance(begin(), end()));
+    }
     bool empty() const { return begin() == end(); }
 
 private:

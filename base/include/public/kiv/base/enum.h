@@ -24,6 +24,9 @@ namespace kiv {
 namespace rttr {
 class MakeTypeInfo;
 }
+namespace detail {
+class PropertyImplBase;
+}
 
 /// The record of an enumeration. Its `TypeInfo` owns it and frees it as this class, whose
 /// destructor is not virtual: a subclass holds nothing that needs destruction, and is made with
@@ -48,6 +51,7 @@ protected:
 
 private:
     friend class Enum;
+    friend class detail::PropertyImplBase;
     friend struct std::default_delete<EnumImpl>;
     friend class rttr::MakeTypeInfo;
 
@@ -75,6 +79,8 @@ public:
     StringView ValueToName(const Value& value) const;
 
 private:
+    friend class detail::PropertyImplBase;
+
     const EnumImpl* impl_ = nullptr;
 };
 

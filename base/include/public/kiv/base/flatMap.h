@@ -53,8 +53,11 @@ public:
             keys_.begin(), keys_.end(), hash,
             [](uint64 wanted, const KeyData<uint64>& entry) { return wanted < entry.hash; });
         const auto index = behind - keys_.begin();
+        // Room first, so that the two vectors grow together or not at all.
+        _Reserve(keys_);
+        _Reserve(values_);
         values_.insert(values_.begin() + index, std::move(value));
-        keys_.insert(behind, KeyData<uint64>{key, hash});
+        keys_.insert(keys_.begin() + index, KeyData<uint64>{key, hash});
         return true;
     }
 
@@ -80,6 +83,12 @@ public:
     std::size_t size() const { return keys_.size(); }
 
 private:
+    template <class Element>
+    static void _Reserve(std::vector<Element>& list) {
+        if (list.size() == list.capacity())
+            list.reserve(std::max<std::size_t>(8, 2 * list.size()));
+    }
+
     std::vector<KeyData<uint64>> keys_;
     std::vector<Value> values_;
 };

@@ -58,28 +58,16 @@ public:
 
     /// The record of that name, or null.
     Record* Find(StringView name) const {
-        // Acquire, for the release in Add: who sees a table or an entry sees what it holds.
-        const Table* const table = table_.load(std::memory_order_acquire);
-        if (table == nullptr)
-            return nullptr;
-        const uint64 hash = HashName(name);
-        for (std::size_t at = hash & table->mask;; at = (at + 1) & table->mask) {
-            const Entry* const entry = table->cells[at].load(std::memory_order_acquire);
-            if (entry == nullptr)
-                return nullptr;
-            if (entry->hash == hash && entry->name == name)
-                return entry->record.load(std::memory_order_acquire);
-        }
+        const Entry* const entry = _Find(name, HashName(name));
+        return entry ? entry->record.load(std::memory_order_acquire) : nullptr;
     }
 
     /// Adds the name, or gives it another record.
     void Set(StringView name, Record* record) {
         const uint64 hash = HashName(name);
-        for (Entry& entry : entries_) {
-            if (entry.hash == hash && entry.name == name) {
-                entry.record.store(record, std::memory_order_release);
-                return;
-            }
+        if (const Entry* const known = _Find(name, hash)) {
+            known->record.store(record, std::memory_order_release);
+            return;
         }
         const Entry& added = entries_.emplace_back(name, hash, record);
         if (tables_.empty() || entries_.size() * 2 > tables_.back()->mask + 1)
@@ -100,7 +88,7 @@ private:
         Entry(StringView n, uint64 h, Record* r) : name(n), hash(h), record(r) {}
         StringView name;
         uint64 hash;
-        std::atomic<Record*> record;
+        mutable std::atomic<Record*> record;
     };
     // Open addressing with linear probing, at most half full.
     struct Table {
@@ -110,6 +98,18 @@ private:
         std::unique_ptr<std::atomic<const Entry*>[]> cells;
     };
 
+    const Entry* _Find(StringView name, uint64 hash) const {
+        // Acquire, for the releases in _Place and _Grow: who sees a table or an entry sees what it
+        // holds.
+        const Table* const table = table_.load(std::memory_order_acquire);
+        if (table == nullptr)
+            return nullptr;
+        for (std::size_t at = hash & table->mask;; at = (at + 1) & table->mask) {
+            const Entry* const entry = table->cells[at].load(std::memory_order_acquire);
+            if (entry == nullptr || (entry->hash == hash && entry->name == name))
+                return entry;
+        }
+    }
     static void _Place(Table& table, const Entry& entry) {
         std::size_t at = entry.hash & table.mask;
         while (table.cells[at].load(std::memory_order_relaxed) != nullptr)

@@ -100,6 +100,7 @@ protected:
     ~PropertyInfoImpl();
 
     Type DeclaringType() const { return declaring_type_; }
+    bool HasFlag(PropertyFlags flag) const { return (flags_ & flag) == flag; }
 
 private:
     friend class PropertyInfo;

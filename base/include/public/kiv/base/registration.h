@@ -19,13 +19,17 @@
 #ifndef KIV_BASE_REGISTRATION_H_
 #define KIV_BASE_REGISTRATION_H_
 
+#include <bit>
+#include <cstddef>
+#include <cstring>
 #include <functional>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
-#include "kiv/base/check.h"
 #include "kiv/base/enum.h"
 #include "kiv/base/export.h"
 #include "kiv/base/propertyInfo.h"
@@ -59,6 +63,9 @@ struct BasesOf<T> {
     using type = typename T::KivBases;
 };
 
+/// Reports a base whose properties could not be found in an instance.
+KIV_BASE_API void ReportBaseNotAtStart(Type type, Type base);
+
 struct base_class_info {
     Type type;
     void* (*cast)(void*);  // from the class to this base
@@ -68,6 +75,9 @@ struct base_class_info {
 template <class T>
 struct base_classes {
     static std::vector<base_class_info> get_types() {
+        static_assert(!std::is_base_of_v<Object, T> || std::is_same_v<Object, T> ||
+                          !std::is_same_v<typename BasesOf<T>::type, BaseList<>>,
+                      "KIV_OBJECT names the reflected classes that the class derives from.");
         std::vector<base_class_info> types;
         _Append(types, typename BasesOf<T>::type());
         return types;
@@ -83,6 +93,9 @@ private:
         static_assert(std::is_base_of_v<Base, T>, "The class does not derive from this base.");
         static_assert(std::is_base_of_v<Object, T> == std::is_base_of_v<Object, Base>,
                       "The reflected bases of an object class are object classes.");
+        static_assert(
+            requires(Base * base) { static_cast<T*>(base); },
+            "A reflected base cannot be a virtual or an ambiguous one.");
         void* (*const cast)(void*) = [](void* object) -> void* {
             return static_cast<Base*>(static_cast<T*>(object));
         };
@@ -90,10 +103,8 @@ private:
         // found only at its start.
         if constexpr (!std::is_base_of_v<Object, T>) {
             alignas(T) static unsigned char place[sizeof(T)];
-            KIV_CHECK_EXPLAINED(cast(place) == place,
-                                "a reflected base of a plain class has to stand at its start");
             if (cast(place) != place)
-                return;
+                return ReportBaseNotAtStart(Type::Declare<T>(), Type::Declare<Base>());
         }
         _Append(types, typename BasesOf<Base>::type());
         types.push_back({Type::Declare<Base>(), cast});
@@ -164,23 +175,36 @@ struct EnumNumberOf {
 template <class E>
 using EnumNumber = typename EnumNumberOf<E>::type;
 
+template <class T>
+inline constexpr bool IsEnumArray = false;
+template <class T>
+inline constexpr bool IsEnumArray<Array<T>> = std::is_enum_v<T>;
+
 /// How a member of type `M` passes through a `Value`. `Read` calls `assign` with the contents only
 /// if they are of that type.
 template <class M>
 struct PropertyValue {
-    using Stored =
-        std::conditional_t<std::is_same_v<M, StringView>, std::string, typename StoredAs<M>::type>;
-    static_assert(ValueType<Stored>, "A Value cannot hold the type of this property.");
+    using Stored = std::conditional_t<OneOf<M, StringView, std::string_view, const char*>,
+                                      std::string, typename StoredAs<M>::type>;
+    static_assert(ValueType<Stored> && !IsEnumArray<Stored>,
+                  "A Value cannot hold the type of this property, or archives cannot store it.");
 
     static Type GetType() { return Type::Declare<Stored>(); }
-    static Value Write(const M& member) { return Value(static_cast<Stored>(member)); }
+    static Value Write(const M& member) {
+        if constexpr (std::is_same_v<M, Stored>)
+            return Value(member);
+        else
+            return Value(static_cast<Stored>(member));
+    }
     template <class Assign>
     static Status Read(const Value& value, Assign&& assign) {
         Status status;
         const Stored& contents = value.Get<Stored>(&status);
         if (!status)
             return status;
-        if constexpr (std::is_same_v<M, Stored>)
+        if constexpr (std::is_same_v<M, const char*>)
+            return assign(contents.c_str());
+        else if constexpr (std::is_same_v<M, Stored>)
             return assign(contents);
         else
             return assign(static_cast<M>(contents));
@@ -196,6 +220,8 @@ bool CanNarrow(Object* object) {
 
 template <class T>
 struct PropertyValue<RefPtr<T>> {
+    static_assert(std::is_base_of_v<Object, T> && !std::is_const_v<T>,
+                  "A property refers to a class derived from kiv::Object.");
     static Type GetType() { return Type::Declare<RefPtr<T>>(); }
     static Value Write(const RefPtr<T>& member) { return Value(member); }
     template <class Assign>
@@ -215,6 +241,9 @@ struct PropertyValue<Array<RefPtr<T>>> {
     static Value Write(const Array<RefPtr<T>>& member) { return Value(member); }
     template <class Assign>
     static Status Read(const Value& value, Assign&& assign) {
+        // Handed back as it is, the array keeps the buffer that it shares.
+        if (const Array<RefPtr<T>>* same = value.GetIf<Array<RefPtr<T>>>())
+            return assign(*same);
         const int64 count = value.ObjectCount();
         if (count < 0 || !value.GetType().IsVector())
             return Status::InvalidCast;
@@ -235,25 +264,21 @@ struct PropertyValue<Array<RefPtr<T>>> {
 
 template <class T, class M>
 struct MemberAccess {
-    using Member = M;
+    using Member = std::remove_const_t<M>;
     M T::*member;
 
-    const M& Load(const T& object) const { return object.*member; }
-    Status Store(T& object, const M& value) const {
+    const Member& Load(const T& object) const { return object.*member; }
+    Status Store(T& object, const Member& value) const requires(!std::is_const_v<M>) {
         object.*member = value;
         return Status::Success;
     }
-    Status Set(T& object, const M& value) const { return Store(object, value); }
+    Status Set(T& object, const Member& value) const requires(!std::is_const_v<M>) {
+        return Store(object, value);
+    }
     int Offset() const {
-        // Never constructed: only the place of the member in it is asked for.
-        union Room {
-            Room() {}
-            ~Room() {}
-            char none;
-            T object;
-        } room;
-        return static_cast<int>(reinterpret_cast<char*>(std::addressof(room.object.*member)) -
-                                reinterpret_cast<char*>(std::addressof(room.object)));
+        // A pointer to a data member is the distance from the start of the object.
+        using Distance = std::conditional_t<sizeof(member) == sizeof(int32), int32, std::ptrdiff_t>;
+        return static_cast<int>(std::bit_cast<Distance>(member));
     }
 };
 
@@ -295,19 +320,33 @@ struct AccessorAccess : GetterAccess<T, Getter> {
     // An archive hands every value back after it has written it; what is there already is not set
     // again, so that saving an object does not fire its setters.
     Status Store(T& object, const Member& value) const {
-        if (this->Load(object) == value)
+        if (_Is(this->Load(object), value))
             return Status::Success;
         return Set(object, value);
+    }
+
+private:
+    // Plain data by its bytes: what compares equal within a tolerance is still not the same.
+    static bool _Is(const Member& present, const Member& value) {
+        if constexpr (std::is_same_v<Member, const char*>)
+            return std::string_view(present) == value;
+        else if constexpr (std::is_trivially_copyable_v<Member> &&
+                           !OneOf<Member, StringView, std::string_view>)
+            return std::memcmp(&present, &value, sizeof(Member)) == 0;
+        else
+            return present == value;
     }
 };
 
 template <class T, class M>
 struct ReadOnlyMemberAccess {
-    using Member = M;
+    using Member = std::remove_const_t<M>;
     MemberAccess<T, M> access;
 
-    const M& Load(const T& object) const { return access.Load(object); }
-    Status Store(T& object, const M& value) const { return access.Store(object, value); }
+    const Member& Load(const T& object) const { return access.Load(object); }
+    Status Store(T& object, const Member& value) const requires(!std::is_const_v<M>) {
+        return access.Store(object, value);
+    }
     int Offset() const { return access.Offset(); }
 };
 
@@ -321,8 +360,9 @@ protected:
     bool _Accepts(const Instance& instance) const {
         return instance.type == DeclaringType() || DeclaringType().IsBaseOf(instance.type);
     }
-    /// The enumeration has no table, or an item of that value.
-    static bool _IsItem(const Enum& table, const Value& value);
+    /// The enumeration has no table, or the number is made of the bits of its items: that lets
+    /// flags through and keeps the number within the range of the enumeration.
+    static bool _IsMadeOfItems(const Enum& table, uint64 number, uint64 (*numberOf)(const Value&));
 };
 
 template <class T, class Access>
@@ -345,12 +385,18 @@ public:
             status = Status::InvalidParameter;
             return Value();
         }
+        if (!HasFlag(PropertyFlags::Readable)) {
+            status = Status::InvalidOperation;
+            return Value();
+        }
         return Passes::Write(access_.Load(_Object(instance)));
     }
 
     Status SetValue(Instance instance, const Value& value) const override {
         if (!_Accepts(instance))
             return Status::InvalidParameter;
+        if (!HasFlag(PropertyFlags::Writable))
+            return Status::InvalidOperation;
         if constexpr (requires(T & object, const M& member) { access_.Set(object, member); })
             return Passes::Read(
                 value, [&](const M& member) { return access_.Set(_Object(instance), member); });
@@ -359,15 +405,14 @@ public:
     }
 
     Value GetField(Instance instance, Status& status) const override {
-        if constexpr (std::is_enum_v<M>) {
-            if (!_Accepts(instance)) {
-                status = Status::InvalidParameter;
-                return Value();
-            }
-            return Value(static_cast<EnumNumber<M>>(access_.Load(_Object(instance))));
-        } else {
-            return PropertyImpl::GetValue(instance, status);
+        if (!_Accepts(instance)) {
+            status = Status::InvalidParameter;
+            return Value();
         }
+        if constexpr (std::is_enum_v<M>)
+            return Value(static_cast<EnumNumber<M>>(access_.Load(_Object(instance))));
+        else
+            return Passes::Write(access_.Load(_Object(instance)));
     }
 
     Status SetField(Instance instance, const Value& value) const override {
@@ -380,11 +425,11 @@ public:
             if constexpr (std::is_enum_v<M>) {
                 Status status;
                 const auto number = value.Get<EnumNumber<M>>(&status);
-                if (status) {
-                    const M item = static_cast<M>(number);
-                    return _IsItem(Type::Declare<M>().GetEnum(), Value(item)) ? store(item)
-                                                                              : Status::InvalidCast;
-                }
+                if (status)
+                    return _IsMadeOfItems(Type::Declare<M>().GetEnum(), static_cast<uint64>(number),
+                                          &_NumberOf)
+                               ? store(static_cast<M>(number))
+                               : Status::InvalidCast;
             }
             return Passes::Read(value, store);
         } else {
@@ -394,6 +439,9 @@ public:
 
 private:
     static T& _Object(const Instance& instance) { return *InstanceCast<T>(instance.object); }
+    static uint64 _NumberOf(const Value& item) {
+        return static_cast<uint64>(static_cast<EnumNumber<M>>(item.Get<M>()));
+    }
 
     Access access_;
 };
@@ -412,6 +460,20 @@ public:
     }
 };
 
+/// Makes instances with a function that gives a `RefPtr` to one, or one by value.
+template <class Make>
+class FunctionFactory final : public rttr::CreateInstanceFactory {
+    static_assert(std::is_trivially_destructible_v<Make>,
+                  "A factory is freed as its base: it must hold nothing to destroy.");
+
+public:
+    explicit FunctionFactory(Make make) : make_(make) {}
+    Value CreateInstance() const override { return Value(make_()); }
+
+private:
+    Make make_;
+};
+
 template <class E>
 class EnumTable final : public EnumImpl {
 public:
@@ -419,14 +481,18 @@ public:
     Type GetUnderlyingType() const override { return Type::Declare<EnumNumber<E>>(); }
     Type GetType() const override { return Type::Declare<E>(); }
 };
+enum class AnyEnum {};
+static_assert(sizeof(EnumTable<AnyEnum>) == sizeof(EnumImpl), "It is freed as its base.");
 
 /// The one field of a registration, the name, and what is done with it.
 class KIV_BASE_API RegistrationName {
 protected:
     RegistrationName(Type type, StringView name);
 
-    /// True if properties or items may still be declared; refuses the registration otherwise.
+    /// True if members may still be declared; refuses the registration otherwise.
     bool _MayDeclare(Type type);
+    /// The same for a member of that name, which has to be one of its own.
+    bool _MayDeclare(Type type, StringView member);
     /// Defines the type, unless this registration was refused or is done, and empties the name.
     /// `bases` may be null.
     bool _Define(Type type, std::vector<base_class_info> (*bases)(),
@@ -511,6 +577,15 @@ public:
             Type::Declare<T>(), &detail::base_classes<T>::get_types,
             std::unique_ptr<rttr::CreateInstanceFactory>(new detail::InstanceFactory<T>));
     }
+    /// With a factory of its own, for a class that is not made by a public constructor without
+    /// arguments: a function or captureless lambda that gives a `RefPtr` to a new instance.
+    template <class Make>
+    requires std::is_invocable_v<Make>
+    bool Creatable(Make make) {
+        return _Define(
+            Type::Declare<T>(), &detail::base_classes<T>::get_types,
+            std::unique_ptr<rttr::CreateInstanceFactory>(new detail::FunctionFactory<Make>(make)));
+    }
     bool Abstract() {
         return _Define(Type::Declare<T>(), &detail::base_classes<T>::get_types, nullptr);
     }
@@ -522,7 +597,7 @@ private:
     }
     template <class Access>
     Class& _Declare(StringView name, PropertyFlags flags, PropertyOptions options, Access access) {
-        if (_MayDeclare(Type::Declare<T>()))
+        if (_MayDeclare(Type::Declare<T>(), name))
             rttr::MakeTypeInfo::_DeclareProperty(
                 Type::Declare<T>(),
                 std::unique_ptr<PropertyInfoImpl>(
@@ -548,7 +623,7 @@ public:
 
     /// The name is static text. Of several items with one value the first names it.
     Enum& Item(StringView name, E value) {
-        if (_MayDeclare(Type::Declare<E>()))
+        if (_MayDeclare(Type::Declare<E>(), name))
             rttr::MakeTypeInfo::_DeclareEnumItem(Type::Declare<E>(), name, Value(value));
         return *this;
     }

@@ -16,6 +16,7 @@
 #ifndef KIV_BASE_TYPE_H_
 #define KIV_BASE_TYPE_H_
 
+#include <atomic>
 #include <bitset>
 #include <functional>
 #include <type_traits>
@@ -132,9 +133,10 @@ private:
     friend struct std::less<Type>;
     friend struct std::hash<Type>;
     friend class TypeRegistry;
+    friend class Value;
     friend class rttr::MakeTypeInfo;
 
-    explicit Type(TypeInfo* info) : info_(info) {}
+    explicit constexpr Type(TypeInfo* info) : info_(info) {}
 
     template <class T>
     static Type _DeclareType();
@@ -210,8 +212,16 @@ Type Type::Declare() {
     if constexpr (!std::is_same_v<T, Bare>) {
         return Declare<Bare>();
     } else {
-        static const Type val = _DeclareType<T>();
-        return val;
+        // Not a static that is initialised under a guard: declaring enters the loader to keep the
+        // module in memory, and the loader may be waiting for this very guard in another thread. A
+        // type that is declared twice gets the one record it has.
+        static constinit std::atomic<TypeInfo*> val{nullptr};
+        TypeInfo* info = val.load(std::memory_order_acquire);
+        if (info == nullptr) [[unlikely]] {
+            info = _DeclareType<T>().info_;
+            val.store(info, std::memory_order_release);
+        }
+        return Type(info);
     }
 }
 

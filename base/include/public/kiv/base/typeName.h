@@ -9,7 +9,8 @@
 // a blank before a closing ">" that follows another. Qualifiers and pointers stand behind what they
 // apply to. A type that has no name of its own everywhere (in an unnamed namespace, in a function,
 // a member of a class template) is refused at compile time where the compiler's text shows it, and
-// reported by the registry where it does not: give such a type a name with KIV_RAW_NAME.
+// reported by the registry where it does not: give such a type a name with KIV_RAW_NAME. So does a
+// type in an inline namespace, which some compilers print and others leave out.
 #ifndef KIV_BASE_TYPE_NAME_H_
 #define KIV_BASE_TYPE_NAME_H_
 
@@ -224,9 +225,10 @@ struct GivenRawName<OtherUnsignedLong> {
 
 /// Gives `Type` the raw name `literal`, which must be unique in the process and stay the same for
 /// as long as archives are kept. Stands outside all namespaces, before `Type` is first reflected.
-#define KIV_RAW_NAME(Type, literal)          \
-    namespace kiv::detail {                  \
-    KIV_DETAIL_GIVEN_RAW_NAME(Type, literal) \
-    }
+#define KIV_RAW_NAME(Type, literal)                                \
+    template <>                                                    \
+    struct kiv::detail::GivenRawName<Type> {                       \
+        static constexpr auto text = ::kiv::detail::Text(literal); \
+    };
 
 #endif  // KIV_BASE_TYPE_NAME_H_

@@ -80,7 +80,8 @@ struct ValueStorage {
 /// The functions of one held type. A module that instantiates a type for itself has a table of its
 /// own for it, so a table's address says nothing about the type.
 struct alignas(8) ValueTypeInfo {
-    Type type;
+    /// The held type; null until the module at hand makes its first value of it.
+    mutable std::atomic<TypeInfo*> type;
     /// Makes `to`, which is raw, a copy of `from`.
     void (*_CopyInit)(const ValueStorage& from, ValueStorage& to);
     /// Releases the contents.
@@ -151,6 +152,10 @@ concept ValueNumber = OneOf<T, bool, signed char, unsigned char, short, unsigned
 // An array in an array is read in place, so it must not hold references, which are converted.
 template <class T>
 inline constexpr bool fits_in_value = true;
+// The elements of an array are stored as they are, so they must be of a type that is stored as
+// itself.
+template <class T>
+inline constexpr bool fits_in_value<Array<T>> = std::is_same_v<T, typename StoredAs<T>::type>;
 template <class T>
 inline constexpr bool fits_in_value<Array<Array<T>>> = !is_ref_ptr<T> && fits_in_value<Array<T>>;
 
@@ -231,13 +236,14 @@ using ValuePolicy =
 /// Reads the references that a `T` holds; null functions for other types.
 template <class T>
 struct ObjectReader {
+    static constexpr bool reads = false;
     static constexpr uint64 (*count)(const ValueStorage&) = nullptr;
     static constexpr Object* (*at)(const ValueStorage&, uint64) = nullptr;
 };
 
 template <class T>
-requires std::is_base_of_v<Object, T>
-struct ObjectReader<RefPtr<T>> {
+requires(std::is_base_of_v<Object, T> && !std::is_const_v<T>) struct ObjectReader<RefPtr<T>> {
+    static constexpr bool reads = true;
     static uint64 count(const ValueStorage&) { return 1; }
     static Object* at(const ValueStorage& storage, uint64) {
         return ValuePolicy<RefPtr<T>>::Get(storage).get();
@@ -245,8 +251,9 @@ struct ObjectReader<RefPtr<T>> {
 };
 
 template <class T>
-requires std::is_base_of_v<Object, T>
-struct ObjectReader<Array<RefPtr<T>>> {
+requires(std::is_base_of_v<Object, T> &&
+         !std::is_const_v<T>) struct ObjectReader<Array<RefPtr<T>>> {
+    static constexpr bool reads = true;
     static const Array<RefPtr<T>>& Elements(const ValueStorage& storage) {
         return ValuePolicy<Array<RefPtr<T>>>::Get(storage);
     }
@@ -258,8 +265,8 @@ struct ObjectReader<Array<RefPtr<T>>> {
 
 template <class T, class Policy = ValuePolicy<T>>
 struct ValueTypeInfoImpl : ValueTypeInfo {
-    ValueTypeInfoImpl()
-        : ValueTypeInfo{Type::Declare<T>(),
+    constexpr ValueTypeInfoImpl()
+        : ValueTypeInfo{{nullptr},
                         &Policy::_CopyInit,
                         &Policy::_Destroy,
                         &Policy::_Move,
@@ -348,15 +355,26 @@ public:
     }
 
     bool IsEmpty() const { return info_ == 0; }
-    Type GetType() const { return IsEmpty() ? Type() : _Table().type; }
+    Type GetType() const { return IsEmpty() ? Type() : _HeldType(); }
 
     /// Values of different types are never equal; `T`'s own operator decides on the others.
     bool operator==(const Value& other) const;
 
     /// True if `Get<T>` would succeed, but for references that are null.
     template <class T>
+    requires ValueType<typename detail::StoredAs<T>::type>
     bool Is() const {
-        return _TypeIs<T>();
+        using Stored = typename detail::StoredAs<T>::type;
+        if constexpr (detail::ObjectReader<Stored>::reads)
+            return _TypeIs(Type::Declare<Stored>());
+        else
+            return _Holds<Stored>();
+    }
+    /// The contents in place, or null if they are not of exactly this type.
+    template <class T>
+    requires ValueType<T>
+    const T* GetIf() const {
+        return _Holds<T>() ? &detail::ValuePolicy<T>::Get(storage_) : nullptr;
     }
 
     /// The contents, if they can be used as a `T`; otherwise `Status::InvalidCast` and a
@@ -399,8 +417,12 @@ public:
     /// How many references to objects the value holds: 1 for a `RefPtr`, the size for an array of
     /// them, -1 if it holds something else.
     int64 ObjectCount() const;
-    /// One of these references; may be null. The value keeps the object alive.
-    Object* ObjectAt(uint64 index) const { return _Table()._ObjectAt(storage_, index); }
+    /// One of these references; null if there is none at that index. The value keeps the object
+    /// alive.
+    Object* ObjectAt(uint64 index) const {
+        return static_cast<int64>(index) < ObjectCount() ? _Table()._ObjectAt(storage_, index)
+                                                         : nullptr;
+    }
 
 private:
     class _HoldAside;
@@ -415,7 +437,7 @@ private:
 
     template <class T>
     static const detail::ValueTypeInfo& _TableOf() {
-        static const detail::ValueTypeInfoImpl<T> table;
+        static constinit detail::ValueTypeInfoImpl<T> table;
         return table;
     }
     template <class T>
@@ -425,13 +447,20 @@ private:
     }
     template <class T, class From>
     void _Init(From&& value) {
+        const detail::ValueTypeInfo& table = _TableOf<T>();
+        if (table.type.load(std::memory_order_acquire) == nullptr) [[unlikely]]
+            _SetType(table, Type::Declare<T>());
         const std::uintptr_t info = _InfoOf<T>();
         detail::ValuePolicy<T>::_PlaceCopy(std::forward<From>(value), storage_);
         info_ = info;
     }
 
+    /// Keeps the module of the table in memory: values of the type may be anywhere from here on.
+    static void _SetType(const detail::ValueTypeInfo& table, Type type);
+    Type _HeldType() const { return Type(_Table().type.load(std::memory_order_relaxed)); }
+
     /// Neither contents to release nor to count: empty or local.
-    bool _IsPlain() const { return info_ == 0 || (info_ & kLocal) != 0; }
+    bool _IsPlain() const { return (((info_ & kLocal) - 1) & info_) == 0; }
     const detail::ValueTypeInfo& _Table() const {
         return *reinterpret_cast<const detail::ValueTypeInfo*>(info_ & ~kTags);
     }
@@ -462,7 +491,7 @@ private:
     /// The contents are a `T` and nothing but a `T`.
     template <class T>
     bool _Holds() const {
-        return info_ == _InfoOf<T>() || (!IsEmpty() && _Table().type == Type::Declare<T>());
+        return info_ == _InfoOf<T>() || (!IsEmpty() && _HeldType() == Type::Declare<T>());
     }
     const void* _FailGet(detail::DefaultValueHolder (*factory)(), const Type& type) const;
     RefPtr<Object> _GetObject(Status* status) const;
