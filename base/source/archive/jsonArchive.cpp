@@ -3,6 +3,7 @@
 #include <cinttypes>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "archive/jsonArchiveState.h"
 #include "archive/jsonDisplay.h"
@@ -22,7 +23,7 @@ std::string JsonArchive::GetDisplayJson(const std::string& key, const std::strin
     if (IsRead())
         return internal::DisplayJson(state_->reader, key, subKey);
     std::string text;
-    state_->writer.AppendDocument(text);
+    state_->writer.WriteDocument(text);
     internal::JsonReader written;
     written.Load(text);
     return internal::DisplayJson(written, key, subKey);
@@ -34,9 +35,11 @@ void JsonArchive::AddObjectToMap(const RefPtr<Object>& reference) {
     Object& object = *reference;
     const uint64 id = internal::IdOf(&object);
     internal::RequireRoomToNest();
-    // Marked before its contents are written, so that a cycle ends here.
-    if (!state_->written_objects.try_emplace(id, reference).second)
+    RefPtr<Object>& written = state_->written_objects.Insert(id);
+    if (written)
         return;
+    // Marked before its contents are written, so that a cycle ends here.
+    written = reference;
     internal::JsonWriter& writer = state_->writer;
     writer.BeginContents(id);
     try {
@@ -44,7 +47,7 @@ void JsonArchive::AddObjectToMap(const RefPtr<Object>& reference) {
         writer.EndContents(object.GetType().GetName());
     } catch (...) {
         writer.DropContents();
-        state_->written_objects.erase(id);
+        state_->written_objects.Insert(id) = nullptr;
         throw;
     }
 }
@@ -66,32 +69,33 @@ rapidjson::Value JsonArchive::CreateObjRefValue(Object* object) {
 
 void JsonArchive::CreateObjectByID(uint64 id) {
     constexpr char kTag[] = "JsonArchive::CreateObjectByID";
-    auto& created = state_->created_objects;
-    if (created.contains(id))
+    internal::MappedObject* const mapped = state_->reader.FindObject(id);
+    if (mapped && mapped->created)
         return;
-    const rapidjson::Value* const entry = state_->reader.FindObject(id);
-    if (!entry) {
+    if (!mapped || !mapped->entry) {
         baseLogger2.log(LogLevel::Error, "", "Object not found in the map. ID: %" PRIu64, id);
         return;
     }
     internal::RequireRoomToNest();
-    const std::string typeName(internal::TextOf(internal::FindMember(*entry, "KIV_TYPE_NAME")));
+    const std::string typeName(
+        internal::TextOf(internal::FindMember(*mapped->entry, "KIV_TYPE_NAME")));
     const Type type = Type::Find(typeName);
     if (type == Type()) {
         baseLogger2.log(LogLevel::Error, kTag, "Can't find object type: %s. Please regester it.",
                         typeName.c_str());
-        created.try_emplace(id);
+        mapped->created = true;
         return;
     }
-    const RefPtr<Object> object = type.CreateInstance().Get<RefPtr<Object>>();
     // Entered before it is filled, so that a reference back to it from inside finds it.
-    created.try_emplace(id, object);
+    const RefPtr<Object> object = type.CreateInstance().Get<RefPtr<Object>>();
+    mapped->object = object;
+    mapped->created = true;
     if (!object) {
         baseLogger2.log(LogLevel::Error, kTag, "Object type %s can't be created.",
                         typeName.c_str());
         return;
     }
-    _FillObject(id, *object, *entry);
+    _FillObject(id, *object, *mapped->entry);
 }
 
 void JsonArchive::_FillObject(uint64 id, Object& object, const rapidjson::Value& entry) {
@@ -114,28 +118,33 @@ void JsonArchive::_FillObject(uint64 id, Object& object, const rapidjson::Value&
 
 // They may refer to one another, also in circles.
 void JsonArchive::_DropUnfinishedObjects() {
-    auto& created = state_->created_objects;
-    for (const uint64 id : state_->unfinished_objects)
-        internal::CutReferences(*created[id]);
-    for (const uint64 id : state_->unfinished_objects)
-        created.erase(id);
+    std::vector<RefPtr<Object>> dropped;
+    for (const uint64 id : state_->unfinished_objects) {
+        internal::MappedObject& mapped = *state_->reader.FindObject(id);
+        dropped.push_back(std::exchange(mapped.object, nullptr));
+        mapped.created = false;
+    }
+    for (const RefPtr<Object>& object : dropped)
+        internal::CutReferences(*object);
     state_->unfinished_objects.clear();
 }
 
 void JsonArchive::AppendToDocument(rapidjson::Document& document, const std::string& key) const {
     internal::JsonReader written;
-    const internal::JsonReader* source = &state_->reader;
+    internal::JsonReader* source = &state_->reader;
     if (!IsRead()) {
         std::string text;
-        state_->writer.AppendDocument(text);
+        state_->writer.WriteDocument(text);
         written.Load(text);
         source = &written;
     }
     auto& allocator = document.GetAllocator();
     rapidjson::Value map(rapidjson::kObjectType);
-    for (const auto& [id, entry] : source->Objects())
-        map.AddMember(rapidjson::Value(std::to_string(id).c_str(), allocator),
-                      internal::CopyNode(*entry, allocator), allocator);
+    source->Objects().ForEach([&](uint64 id, const internal::MappedObject& object) {
+        if (object.entry)
+            map.AddMember(rapidjson::Value(std::to_string(id).c_str(), allocator),
+                          internal::CopyNode(*object.entry, allocator), allocator);
+    });
     rapidjson::Value archive(rapidjson::kObjectType);
     archive.AddMember("KIV_ARCHIVE_OBJECT", internal::CopyNode(source->Scope(), allocator),
                       allocator);

@@ -2,9 +2,9 @@
 #ifndef KIV_BASE_ARCHIVE_JSON_ARCHIVE_STATE_H_
 #define KIV_BASE_ARCHIVE_JSON_ARCHIVE_STATE_H_
 
-#include <unordered_map>
 #include <vector>
 
+#include "archive/idMap.h"
 #include "archive/jsonReader.h"
 #include "archive/jsonWriter.h"
 #include "kiv/base/jsonArchive.h"
@@ -16,12 +16,10 @@ struct JsonArchive::State {
 
     internal::JsonWriter writer;
     // What was written or is being written. Kept alive, or another object might take its address,
-    // which is its id, while the pass goes on.
-    std::unordered_map<uint64, RefPtr<Object>> written_objects;
+    // which is its id, while the pass goes on. Null where the writing failed.
+    internal::IdMap<RefPtr<Object>> written_objects;
 
     internal::JsonReader reader;
-    // By the id in the document; null for what could not be made.
-    std::unordered_map<uint64, RefPtr<Object>> created_objects;
     // The objects that were made since the outermost one of those that are being filled.
     std::vector<uint64> unfinished_objects;
     unsigned int filling = 0;

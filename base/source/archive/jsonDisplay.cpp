@@ -16,7 +16,7 @@ constexpr std::size_t kAlwaysFine = 1024 * 1024;
 
 class Printer {
 public:
-    explicit Printer(const JsonReader& reader)
+    explicit Printer(JsonReader& reader)
         : reader_(reader), limit_(std::max(kAlwaysFine, kGrowth * reader.SourceSize())) {}
 
     std::string Take() const { return std::string(text_.From(0)); }
@@ -68,8 +68,8 @@ private:
         uint64 id = 0;
         if (!FindMember(object, "IS_REFERENCE") || !GetInstanceId(object, id))
             return &object;
-        const JsonNode* const entry = reader_.FindObject(id);
-        return entry && entry->IsObject() ? entry : nullptr;
+        const MappedObject* const mapped = reader_.FindObject(id);
+        return mapped && mapped->entry && mapped->entry->IsObject() ? mapped->entry : nullptr;
     }
 
     void _PrintObject(const JsonNode& object) {
@@ -138,7 +138,7 @@ private:
         first = false;
     }
 
-    const JsonReader& reader_;
+    JsonReader& reader_;
     const std::size_t limit_;
     JsonText text_;
     std::unordered_set<uint64> path_;      // ids from the root to what is being printed
@@ -147,8 +147,7 @@ private:
 
 }  // namespace
 
-std::string DisplayJson(const JsonReader& reader, const std::string& key,
-                        const std::string& subKey) {
+std::string DisplayJson(JsonReader& reader, const std::string& key, const std::string& subKey) {
     Printer printer(reader);
     const JsonNode* const chosen = key.empty() ? nullptr : FindMember(reader.Scope(), key);
     if (!chosen)

@@ -10,8 +10,7 @@ namespace kiv::internal {
 
 /// The current scope, or what `key` and `subKey` choose of it, as `JsonArchive::GetDisplayJson`
 /// promises. Throws `std::runtime_error` where references are nested too deeply for the stack.
-std::string DisplayJson(const JsonReader& reader, const std::string& key,
-                        const std::string& subKey);
+std::string DisplayJson(JsonReader& reader, const std::string& key, const std::string& subKey);
 
 }  // namespace kiv::internal
 

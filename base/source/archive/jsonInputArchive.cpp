@@ -1,8 +1,6 @@
 #include <cinttypes>
 #include <string>
 
-#include <rapidjson/document.h>
-
 #include "archive/jsonArchiveState.h"
 #include "archive/jsonReader.h"
 #include "kiv/base/jsonArchive.h"
@@ -106,14 +104,13 @@ Archive& JsonInputArchive::SerializeObjectArray(const StringView& name,
 bool JsonInputArchive::_ResolveReference(const rapidjson::Value& node, RefPtr<Object>& out) {
     uint64 id = 0;
     if (internal::GetInstanceId(node, id)) {
-        const auto& objects = state_->created_objects;
-        auto created = objects.find(id);
-        if (created == objects.end()) {
+        const internal::MappedObject* mapped = state_->reader.FindObject(id);
+        if (!mapped || !mapped->created) {
             CreateObjectByID(id);
-            created = objects.find(id);
+            mapped = state_->reader.FindObject(id);
         }
-        if (created != objects.end()) {
-            out = created->second;
+        if (mapped && mapped->created) {
+            out = mapped->object;
             return true;
         }
     }

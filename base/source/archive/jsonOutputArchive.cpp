@@ -7,10 +7,19 @@ namespace {
 
 using internal::JsonText;
 
+template <class T>
+void AppendElement(JsonText& text, const T& value) {
+    text.AppendValue(value);
+}
+void AppendElement(JsonText& text, const std::string& value) {
+    text.AppendUpToZero(value);
+}
+
 // Through const access, since writing must not detach a shared array.
 template <class List>
 void WriteList(internal::JsonWriter& writer, const StringView& name, const List& values) {
-    writer.List(name, values, [](JsonText& text, const auto& value) { text.AppendValue(value); });
+    writer.List(name, values,
+                [](JsonText& text, const auto& value) { AppendElement(text, value); });
 }
 
 }  // namespace
@@ -21,8 +30,7 @@ JsonOutputArchive::JsonOutputArchive(const std::unordered_map<std::string, Value
 JsonOutputArchive::~JsonOutputArchive() = default;
 
 void JsonOutputArchive::ToString(std::string& out) {
-    out.clear();
-    state_->writer.AppendDocument(out);
+    state_->writer.WriteDocument(out);
 }
 
 bool JsonOutputArchive::IsRead() const {

@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <charconv>
-#include <limits>
+#include <cstring>
 #include <stdexcept>
 #include <utility>
 
-#include <rapidjson/reader.h>
-
+#include "archive/jsonParser.h"
 #include "archive/nesting.h"
 #include "kiv/base/check.h"
 #include "kiv/base/logging.h"
@@ -15,114 +14,34 @@
 namespace kiv::internal {
 namespace {
 
-// Iterative, since the nesting of foreign text must not become that of our stack. Numbers arrive as
-// text: rapidjson's own conversions either miss the nearest double or, at full precision, look up
-// powers of ten outside their table when exponents are extreme.
-constexpr unsigned kParseFlags = rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag |
-                                 rapidjson::kParseNanAndInfFlag |
-                                 rapidjson::kParseNumbersAsStringsFlag;
-
-bool IsWholeNumber(std::string_view number) {
-    return std::all_of(number.begin(), number.end(),
-                       [](char c) { return c == '-' || (c >= '0' && c <= '9'); });
-}
-
 template <class T>
-bool Convert(std::string_view number, T& out) {
-    return std::from_chars(number.data(), number.data() + number.size(), out).ec == std::errc();
+T WordAt(std::string_view text, std::size_t at) {
+    T word;
+    std::memcpy(&word, text.data() + at, sizeof(word));
+    return word;
 }
 
-// Whether a number beyond the range of `double` is so because it is large: the power of ten of its
-// first digit that isn't 0.
-bool IsLarge(std::string_view number) {
-    const std::size_t end = std::min(number.find_first_of("eE"), number.size());
-    int64 power = 0;
-    bool inFraction = false;
-    bool significant = false;
-    for (const char c : number.substr(0, end)) {
-        significant = significant || (c >= '1' && c <= '9');
-        if (c == '.')
-            inFraction = true;
-        else if (significant && !inFraction)
-            ++power;
-        else if (!significant && inFraction)
-            --power;
-    }
-    std::string_view exponent = number.substr(std::min(end + 1, number.size()));
-    if (exponent.starts_with('+'))
-        exponent.remove_prefix(1);
-    int shift = 0;
-    if (!exponent.empty() && !Convert(exponent, shift))
-        return exponent[0] != '-';
-    return power + shift > 0;
+// Most names are too short for a call of memcmp to pay, and most that are compared differ.
+bool SameName(std::string_view a, std::string_view b) {
+    if (a.size() != b.size())
+        return false;
+    if (a.size() >= 16)
+        return a == b;
+    if (a.size() >= 8)
+        return WordAt<uint64>(a, 0) == WordAt<uint64>(b, 0) &&
+               WordAt<uint64>(a, a.size() - 8) == WordAt<uint64>(b, a.size() - 8);
+    if (a.size() >= 4)
+        return WordAt<uint32>(a, 0) == WordAt<uint32>(b, 0) &&
+               WordAt<uint32>(a, a.size() - 4) == WordAt<uint32>(b, a.size() - 4);
+    return std::equal(a.begin(), a.end(), b.begin());
 }
-
-// Builds the tree of a document from what the parser reports.
-class TreeBuilder {
-public:
-    explicit TreeBuilder(rapidjson::Document& document) : document_(document) {}
-
-    bool NumberIsTooBig() const { return number_is_too_big_; }
-
-    bool Null() { return document_.Null(); }
-    bool Bool(bool value) { return document_.Bool(value); }
-    bool RawNumber(const char* begin, rapidjson::SizeType size, bool) {
-        return _Number(std::string_view(begin, size));
-    }
-    bool String(const char* text, rapidjson::SizeType size, bool copy) {
-        return document_.String(text, size, copy);
-    }
-    bool StartObject() { return document_.StartObject(); }
-    bool Key(const char* text, rapidjson::SizeType size, bool copy) {
-        return document_.Key(text, size, copy);
-    }
-    bool EndObject(rapidjson::SizeType count) { return document_.EndObject(count); }
-    bool StartArray() { return document_.StartArray(); }
-    bool EndArray(rapidjson::SizeType count) { return document_.EndArray(count); }
-
-    // With kParseNumbersAsStringsFlag the parser names these and never calls them.
-    bool Int(int value) { return document_.Int(value); }
-    bool Uint(unsigned value) { return document_.Uint(value); }
-    bool Int64(int64 value) { return document_.Int64(value); }
-    bool Uint64(uint64 value) { return document_.Uint64(value); }
-    bool Double(double value) { return document_.Double(value); }
-
-private:
-    // A whole number is the narrowest integer that holds it, and a double beyond 64 bits.
-    bool _Number(std::string_view number) {
-        const bool negative = number[0] == '-';
-        if (IsWholeNumber(number)) {
-            int64 below = 0;
-            uint64 above = 0;
-            if (negative && Convert(number, below))
-                return document_.Int64(below);
-            if (!negative && Convert(number, above))
-                return document_.Uint64(above);
-        }
-        const char first = number[negative ? 1 : 0];
-        if (first == 'N')
-            return document_.Double(std::numeric_limits<double>::quiet_NaN());
-        double value = 0;
-        if (first == 'I')
-            value = std::numeric_limits<double>::infinity();
-        else if (Convert(number, value))
-            return document_.Double(value);
-        else if (IsLarge(number)) {
-            number_is_too_big_ = true;
-            return false;
-        }
-        return document_.Double(negative ? -value : value);
-    }
-
-    rapidjson::Document& document_;
-    bool number_is_too_big_ = false;
-};
 
 // std::stoull in base 10, which the keys of the map go through, short of the copy for plain digits.
 uint64 ParseId(std::string_view key) {
     uint64 id = 0;
-    const bool plain = !key.empty() && IsWholeNumber(key) && key[0] != '-';
-    if (plain && Convert(key, id))
+    const char* const end = key.data() + key.size();
+    const std::from_chars_result result = std::from_chars(key.data(), end, id);
+    if (result.ec == std::errc() && result.ptr == end)
         return id;
     return std::stoull(std::string(key), nullptr, 10);
 }
@@ -132,9 +51,10 @@ uint64 ParseId(std::string_view key) {
 const JsonNode* FindMember(const JsonNode& node, std::string_view name) {
     if (!node.IsObject())
         return nullptr;
-    for (const auto& member : node.GetObject())
-        if (TextOf(&member.name) == name)
+    for (const auto& member : node.GetObject()) {
+        if (SameName({member.name.GetString(), member.name.GetStringLength()}, name))
             return &member.value;
+    }
     return nullptr;
 }
 
@@ -180,20 +100,11 @@ JsonReader::JsonReader() {
 
 void JsonReader::Load(std::string_view text) {
     auto source = std::make_unique<Source>();
-    source->text = std::make_unique_for_overwrite<char[]>(text.size() + 1);
-    source->text[text.copy(source->text.get(), text.size())] = 0;
+    source->text = std::make_unique_for_overwrite<char[]>(text.size() + kJsonPadding);
+    std::memset(source->text.get() + text.copy(source->text.get(), text.size()), 0, kJsonPadding);
 
-    TreeBuilder builder(source->document);
-    rapidjson::ParseResult result;
-    auto parse = [&](rapidjson::Document&) {
-        rapidjson::InsituStringStream stream(source->text.get());
-        result = rapidjson::Reader().Parse<kParseFlags>(stream, builder);
-        return !result.IsError();
-    };
-    source->document.Populate(parse);
-    if (result.IsError()) {
-        const int code =
-            builder.NumberIsTooBig() ? rapidjson::kParseErrorNumberTooBig : result.Code();
+    const int code = ParseJson(source->text.get(), text.size(), source->document);
+    if (code != rapidjson::kParseErrorNone) {
         baseLogger2.log(LogLevel::Error, "JsonInputArchive", "Json parse error: %d, string: %s",
                         code, std::string(text).c_str());
         throw std::runtime_error("Json parse error");
@@ -225,10 +136,19 @@ void JsonReader::_Extract(const JsonNode& root, std::string_view key) {
     const JsonNode* const map = FindMember(*archive, "KIV_ARCHIVE_OBJECT_MAP");
     if (!map || !map->IsObject())
         return;
-    objects_.clear();
-    objects_.reserve(map->MemberCount());
+    objects_.ForEach([](uint64, MappedObject& object) { object.entry = nullptr; });
+    objects_.Reserve(map->MemberCount());
     for (const auto& entry : map->GetObject())
-        objects_[ParseId(TextOf(&entry.name))] = &entry.value;
+        objects_.Insert(ParseId(TextOf(&entry.name))).entry = &entry.value;
+}
+
+const JsonNode* JsonReader::Find(StringView name) const {
+    const std::string_view whole = name;
+    if (const JsonNode* const member = FindMember(Scope(), whole))
+        return member;
+    // A name ends at its first zero byte, but hardly any has one.
+    const std::string_view start = UpToZero(name);
+    return start.size() == whole.size() ? nullptr : FindMember(Scope(), start);
 }
 
 bool JsonReader::EnterElement(unsigned int index) {
@@ -270,11 +190,6 @@ void JsonReader::LeaveContents(std::size_t outer) {
     while (scopes_.size() > left)
         scopes_.pop_back();
     floor_ = std::min(outer, left);
-}
-
-const JsonNode* JsonReader::FindObject(uint64 id) const {
-    const auto found = objects_.find(id);
-    return found == objects_.end() ? nullptr : found->second;
 }
 
 }  // namespace kiv::internal

@@ -11,18 +11,17 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
-#include <rapidjson/document.h>
-
+#include "archive/idMap.h"
+#include "archive/jsonNode.h"
 #include "archive/jsonText.h"
 #include "kiv/base/integers.h"
+#include "kiv/base/object.h"
+#include "kiv/base/refPtr.h"
 #include "kiv/base/stringView.h"
 
 namespace kiv::internal {
-
-using JsonNode = rapidjson::Value;
 
 /// The member of a node that is an object, or null.
 const JsonNode* FindMember(const JsonNode& node, std::string_view name);
@@ -32,6 +31,13 @@ std::string_view TextOf(const JsonNode* node);
 bool GetInstanceId(const JsonNode& node, uint64& id);
 /// A deep copy. Throws `std::runtime_error` if it is nested too deeply for the stack.
 JsonNode CopyNode(const JsonNode& node, rapidjson::Document::AllocatorType& allocator);
+
+/// An object of the map.
+struct MappedObject {
+    const JsonNode* entry = nullptr;  // null if it stands in no map, or no longer
+    bool created = false;             // or found impossible to create, if there is no object
+    RefPtr<Object> object{};
+};
 
 class JsonReader {
 public:
@@ -48,7 +54,7 @@ public:
 
     const JsonNode& Scope() const { return *scopes_.back().node; }
     /// A member of the current scope, or null.
-    const JsonNode* Find(StringView name) const { return FindMember(Scope(), UpToZero(name)); }
+    const JsonNode* Find(StringView name) const;
     /// Enters a node below the current scope.
     void Enter(const JsonNode& node) { scopes_.push_back({&node, 0, nullptr}); }
     /// Enters an element of the array that is the current scope. It is null if there is none, or if
@@ -62,8 +68,9 @@ public:
     /// Leaves them, with all that was entered in them.
     void LeaveContents(std::size_t outer);
 
-    const JsonNode* FindObject(uint64 id) const;
-    const std::unordered_map<uint64, const JsonNode*>& Objects() const { return objects_; }
+    /// The object of that id, or null. It stays where it is until the next document is loaded.
+    MappedObject* FindObject(uint64 id) { return objects_.Find(id); }
+    IdMap<MappedObject>& Objects() { return objects_; }
 
 private:
     // A parsed document, and the text that its strings point into.
@@ -85,7 +92,7 @@ private:
     JsonNode null_;
     std::vector<OpenScope> scopes_;
     std::size_t floor_ = 1;  // so many of them no Leave leaves
-    std::unordered_map<uint64, const JsonNode*> objects_;
+    IdMap<MappedObject> objects_;
 };
 
 }  // namespace kiv::internal

@@ -9,22 +9,35 @@
 namespace kiv::internal {
 namespace {
 
-constexpr uint64 EachByte(unsigned char byte) {
-    return byte * uint64{0x0101010101010101};
-}
-
-// Whether any of eight bytes is a control character, a quote or a backslash. A byte below n leaves
-// its high bit set in (word - n in each byte) & ~word.
-bool HasEscapes(uint64 word) {
-    const uint64 quotes = word ^ EachByte('"');
-    const uint64 backslashes = word ^ EachByte('\\');
-    const uint64 hits = ((word - EachByte(0x20)) & ~word) | ((quotes - EachByte(1)) & ~quotes) |
-                        ((backslashes - EachByte(1)) & ~backslashes);
-    return (hits & EachByte(0x80)) != 0;
-}
-
-bool NeedsEscape(char c) {
-    return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\';
+// Copies what comes before the first character that needs an escape, and gives its length. Eight
+// bytes at a time, and four that overlap four others at the end, since most names and texts are
+// short.
+std::size_t CopyWithoutEscapes(std::string_view text, char* to) {
+    const char* const from = text.data();
+    const std::size_t size = text.size();
+    std::size_t done = 0;
+    uint64 word = 0;
+    for (; size - done >= sizeof(word); done += sizeof(word)) {
+        std::memcpy(&word, from + done, sizeof(word));
+        if (EscapesIn(word) != 0)
+            break;
+        std::memcpy(to + done, &word, sizeof(word));
+    }
+    const std::size_t left = size - done;
+    if (left >= 4 && left < 8) {
+        uint32 halves[2];
+        std::memcpy(&halves[0], from + done, 4);
+        std::memcpy(&halves[1], from + size - 4, 4);
+        std::memcpy(&word, halves, sizeof(word));
+        if (EscapesIn(word) == 0) {
+            std::memcpy(to + done, &halves[0], 4);
+            std::memcpy(to + size - 4, &halves[1], 4);
+            return size;
+        }
+    }
+    for (; done < size && !NeedsEscape(from[done]); ++done)
+        to[done] = from[done];
+    return done;
 }
 
 // The letter behind the backslash, or 'u' for a code in hexadecimal digits.
@@ -60,39 +73,23 @@ void JsonText::AppendValue(double value) {
     size_ += static_cast<std::size_t>(rapidjson::internal::dtoa(value, begin) - begin);
 }
 
-void JsonText::AppendValue(std::string_view text) {
+void JsonText::_AppendQuoted(std::string_view text, bool upToZero) {
     constexpr char kHexDigits[] = "0123456789ABCDEF";
-    constexpr std::size_t kLongestEscape = 6;
-    const char* from = text.data();
-    const char* const end = from + text.size();
     Append('"');
     for (;;) {
-        char* to = _Room(static_cast<std::size_t>(end - from) + kLongestEscape);
-        for (uint64 word; end - from >= static_cast<std::ptrdiff_t>(sizeof(word));
-             from += sizeof(word), to += sizeof(word)) {
-            std::memcpy(&word, from, sizeof(word));
-            if (HasEscapes(word))
-                break;
-            std::memcpy(to, &word, sizeof(word));
-        }
-        while (from != end && !NeedsEscape(*from))
-            *to++ = *from++;
-        const bool done = from == end || *from == 0;
-        if (!done) {
-            const char c = *from++;
-            const char letter = EscapeLetter(c);
-            *to++ = '\\';
-            *to++ = letter;
-            if (letter == 'u') {
-                *to++ = '0';
-                *to++ = '0';
-                *to++ = kHexDigits[c >> 4];
-                *to++ = kHexDigits[c & 0xF];
-            }
-        }
-        size_ = static_cast<std::size_t>(to - bytes_.get());
-        if (done)
+        const std::size_t copied = CopyWithoutEscapes(text, _Room(text.size()));
+        size_ += copied;
+        if (copied == text.size() || (upToZero && text[copied] == 0))
             break;
+        const char c = text[copied];
+        const char letter = EscapeLetter(c);
+        Append('\\');
+        Append(letter);
+        if (letter == 'u') {
+            const char code[] = {'0', '0', kHexDigits[c >> 4], kHexDigits[c & 0xF]};
+            Append(std::string_view(code, sizeof(code)));
+        }
+        text.remove_prefix(copied + 1);
     }
     Append('"');
 }

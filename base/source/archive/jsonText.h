@@ -26,6 +26,25 @@ inline std::string_view UpToZero(StringView text) {
                  : text.size()};
 }
 
+constexpr uint64 EachByte(unsigned char byte) {
+    return byte * uint64{0x0101010101010101};
+}
+
+// Not 0 if any of eight bytes is a control character, a quote or a backslash. The lowest bit that
+// is set is then the high bit of the first such byte: a byte below n leaves its high bit in (word -
+// n in each byte) & ~word, and borrows at most from those above it.
+constexpr uint64 EscapesIn(uint64 word) {
+    const uint64 quotes = word ^ EachByte('"');
+    const uint64 backslashes = word ^ EachByte('\\');
+    const uint64 hits = ((word - EachByte(0x20)) & ~word) | ((quotes - EachByte(1)) & ~quotes) |
+                        ((backslashes - EachByte(1)) & ~backslashes);
+    return hits & EachByte(0x80);
+}
+
+inline bool NeedsEscape(char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\';
+}
+
 /// Text that is written at its end and cut there. Values are spelled as rapidjson's `Writer` does,
 /// which the tests compare: numbers in the shortest form that reads back the same, no finite number
 /// as anything else, NaN and the infinities by name; strings escaped where JSON demands it, with
@@ -62,8 +81,10 @@ public:
     }
     void AppendValue(double value);
     void AppendValue(float value) { AppendValue(static_cast<double>(value)); }
-    /// With its quotes, up to its first zero byte.
-    void AppendValue(std::string_view text);
+    /// With its quotes, and zero bytes as "\u0000".
+    void AppendValue(std::string_view text) { _AppendQuoted(text, false); }
+    /// The part before the first zero byte.
+    void AppendUpToZero(std::string_view text) { _AppendQuoted(text, true); }
 
 private:
     char* _Room(std::size_t count) {
@@ -72,6 +93,7 @@ private:
         return bytes_.get() + size_;
     }
     void _Grow(std::size_t count);
+    void _AppendQuoted(std::string_view text, bool upToZero);
 
     struct Free {
         void operator()(char* bytes) const { std::free(bytes); }

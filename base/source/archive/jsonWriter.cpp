@@ -21,7 +21,7 @@ JsonWriter::JsonWriter() {
 
 void JsonWriter::String(StringView name, std::string_view value) {
     if (_BeginMember(name))
-        open_.AppendValue(value);
+        open_.AppendUpToZero(value);
 }
 
 void JsonWriter::Reference(StringView name, const Object* object) {
@@ -93,24 +93,30 @@ void JsonWriter::DropContents() {
     scopes_.resize(scope);
 }
 
-void JsonWriter::AppendDocument(std::string& out) const {
-    constexpr std::size_t kFrame = 80;
+void JsonWriter::WriteDocument(std::string& out) const {
+    std::string open;
+    for (const Contents& contents : contents_)
+        open += (open.empty() && map_.size() == 0 ? "\"" : ",\"") + std::to_string(contents.id) +
+                "\":{}";
     const Scope& scope = scopes_.back();
-    const std::string_view current = open_.From(scope.begin);
-    out.reserve(out.size() + current.size() + map_.size() + kFrame);
-    out += "{\"JSON_ARCHIVE\":{\"KIV_ARCHIVE_OBJECT\":";
-    out += current;
-    out += _End(scope.kind);
-    out += ",\"KIV_ARCHIVE_OBJECT_MAP\":{";
-    out += map_.From(0);
-    bool first = map_.size() == 0;
-    for (const Contents& contents : contents_) {
-        if (!first)
-            out += ',';
-        first = false;
-        out += '"' + std::to_string(contents.id) + "\":{}";
+    const std::string_view parts[] = {"{\"JSON_ARCHIVE\":{\"KIV_ARCHIVE_OBJECT\":",
+                                      open_.From(scope.begin),
+                                      _EndOf(scope.kind),
+                                      ",\"KIV_ARCHIVE_OBJECT_MAP\":{",
+                                      map_.From(0),
+                                      open,
+                                      "}}}"};
+    std::size_t size = 0;
+    for (const std::string_view part : parts)
+        size += part.size();
+    if (size > out.capacity()) {
+        std::string larger;
+        larger.reserve(size);
+        out.swap(larger);
     }
-    out += "}}}";
+    out.clear();
+    for (const std::string_view part : parts)
+        out.append(part);
 }
 
 // Comma and name of a member of the current scope. False if that is no object.
@@ -123,7 +129,7 @@ bool JsonWriter::_BeginMember(StringView name) {
     if (!object.empty)
         open_.Append(',');
     object.empty = false;
-    open_.AppendValue(std::string_view(name));
+    open_.AppendUpToZero(name);
     open_.Append(':');
     return true;
 }
@@ -145,7 +151,7 @@ void JsonWriter::_Close() {
     KIV_CHECK_EXPLAINED(fits, "an end without a beginning");
     if (!fits)
         return;
-    open_.Append(_End(scope.kind));
+    open_.Append(_EndOf(scope.kind));
     scopes_.pop_back();
     if (scope.place == Place::kNowhere)
         open_.Truncate(scope.before);
@@ -153,22 +159,22 @@ void JsonWriter::_Close() {
 
 // The name that counts is the one at the end of a scope. The two differ by mistake only, so the
 // text is taken apart for it.
-void JsonWriter::_Rename(const Scope& scope, StringView given) {
+void JsonWriter::_Rename(const Scope& scope, StringView name) {
     const std::size_t nameBegin = scope.before + (open_.data()[scope.before] == ',' ? 1 : 0);
     const std::string_view quoted(open_.data() + nameBegin, scope.begin - nameBegin - 1);
     const std::string_view written = quoted.substr(1, quoted.size() - 2);
-    if (written == std::string_view(given) || written == UpToZero(given))
+    if (written == std::string_view(name) || written == UpToZero(name))
         return;
     const std::string value(open_.From(scope.begin));
     open_.Truncate(nameBegin);
-    open_.AppendValue(std::string_view(given));
+    open_.AppendUpToZero(name);
     open_.Append(':');
     open_.Append(value);
 }
 
-std::string_view JsonWriter::_End(Kind kind) {
+std::string_view JsonWriter::_EndOf(Kind kind) {
     if (kind == Kind::kPlain)
-        return {};
+        return "";
     return kind == Kind::kArray ? "]" : "}";
 }
 

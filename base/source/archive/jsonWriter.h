@@ -42,7 +42,7 @@ public:
     template <class T>
     void Scalar(StringView name, T value);
     /// A member of the current scope, also without a name.
-    void String(StringView name, std::string_view value);
+    void String(StringView name, std::string_view value);  // up to its first zero byte
     void Reference(StringView name, const Object* object);
     /// The same, with `append(text, element)` for each element.
     template <class Values, class Append>
@@ -63,9 +63,10 @@ public:
     /// Takes back the last contents that were begun, with all that is open in them.
     void DropContents();
 
-    /// The current scope and the map, as the members of an archive document. An object whose
-    /// contents are under way stands there without any.
-    void AppendDocument(std::string& out) const;
+    /// Replaces `out` by the archive document of the current scope and the map. An object whose
+    /// contents are under way stands there without any. If there is no memory, `out` stays as it
+    /// is.
+    void WriteDocument(std::string& out) const;
 
 private:
     enum class Kind : unsigned char { kObject, kArray, kPlain };
@@ -92,7 +93,7 @@ private:
     void _Open(std::size_t before, Kind kind, Place place);
     void _Close();
     void _Rename(const Scope& scope, StringView name);
-    static std::string_view _End(Kind kind);
+    static std::string_view _EndOf(Kind kind);
 
     JsonText open_;
     JsonText map_;

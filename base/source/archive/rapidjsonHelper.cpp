@@ -5,8 +5,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include <rapidjson/document.h>
-
+#include "archive/jsonNode.h"
 #include "kiv/base/archive.h"
 #include "kiv/base/integers.h"
 #include "kiv/base/logging.h"

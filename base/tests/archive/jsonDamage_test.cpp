@@ -1,4 +1,6 @@
 // What a JSON archive does with documents that nobody vouched for.
+#include <random>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
@@ -76,6 +78,50 @@ TEST_F(JsonDamageTest, EveryTruncationFails) {
         EXPECT_FALSE(Read(good.substr(0, size))) << size;
         EXPECT_THAT(log.Take(), SizeIs(2)) << size;
     }
+}
+
+// NaN and the infinities are left out: the package takes more there than their names, such as
+// "NInf".
+TEST_F(JsonDamageTest, ParseErrorsAreThoseOfRapidjson) {
+    const std::string extra =
+        R"({"JSON_ARCHIVE":5,"a":[-0,1.5e+3,)"
+        R"(-2E-7,true,false,null,"\"\\\/\b\f\n\r\t\u00e9\ud83d\ude00"], "b" :{}})";
+    const char alphabet[] = "{}[]\",:\\/ubfnrtNaInity0123456789+-.eE \t\n\x01\x7f\xc3";
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    int errors = 0;
+    for (int round = 0; round < 20000; ++round) {
+        std::string text = extra;
+        for (unsigned changes = 1 + random() % 3; changes > 0; --changes) {
+            const std::size_t at = random() % text.size();
+            const char c = alphabet[random() % (sizeof(alphabet) - 1)];
+            switch (random() % 3) {
+                case 0:
+                    text[at] = c;
+                    break;
+                case 1:
+                    text.insert(at, 1, c);
+                    break;
+                default:
+                    text.erase(at, 1);
+            }
+        }
+        rapidjson::Document expected;
+        expected.Parse<rapidjson::kParseNanAndInfFlag>(text.c_str());
+        JsonInputArchive archive({});
+        try {
+            archive.FromString(text);
+        } catch (const std::runtime_error&) {
+        }
+        const auto lines = log.Take();
+        const int code = expected.GetParseError();
+        errors += code != 0;
+        EXPECT_EQ(lines.size(), code == 0 ? 0u : 1u) << text;
+        for (const testing::LogLine& line : lines)
+            EXPECT_THAT(line.payload, HasSubstr("Json parse error: " + std::to_string(code) + ","));
+    }
+    EXPECT_GT(errors, 1000);
 }
 
 // Calls `visit` for each node of the tree.

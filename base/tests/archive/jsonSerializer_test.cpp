@@ -125,7 +125,9 @@ TEST_F(JsonSerializerTest, TextThatIsNoJsonFails) {
                  {"[\"a]", 11},
                  {"[1e309]", 13},
                  {"[17976931348623159e292]", 13},
-                 {"nul", 3}};
+                 {"nul", 3},
+                 {"[Infinite]", 3},
+                 {"[-NInf]", 3}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
         serializer.SetSerializeString(c.text);

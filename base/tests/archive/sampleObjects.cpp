@@ -55,12 +55,13 @@ std::string WithoutIds(const std::string& json) {
         while (end < json.size() && std::isdigit(static_cast<unsigned char>(json[end])))
             ++end;
         // Nothing else in the samples has so many digits.
-        if (end - at >= 12)
-            text +=
-                "#" + std::to_string(
-                          ids.try_emplace(json.substr(at, end - at), ids.size() + 1).first->second);
-        else
+        if (end - at >= 12) {
+            const auto id = ids.try_emplace(json.substr(at, end - at), ids.size() + 1).first;
+            text += '#';
+            text += std::to_string(id->second);
+        } else {
             text += json.substr(at, end == at ? 1 : end - at);
+        }
         at = end == at ? at + 1 : end;
     }
     return text;
