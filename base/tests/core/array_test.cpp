@@ -3,6 +3,7 @@
 #include <barrier>
 #include <bit>
 #include <cmath>
+#include <functional>
 #include <iterator>
 #include <limits>
 #include <new>
@@ -30,7 +31,7 @@ template class KIV_BASE_TEMPLATE_DEFINE Array<Vector4f>;
 
 namespace {
 
-// Counts those alive, and throws from the copy that brings `copies_left` below 0.
+// Counts those alive and those moved, and throws from the copy that brings `copies_left` below 0.
 struct Tracked {
     explicit Tracked(int number) : value(number) { ++alive; }
     Tracked(const Tracked& other) : value(other.value) {
@@ -38,14 +39,22 @@ struct Tracked {
             throw std::runtime_error("no copy left");
         ++alive;
     }
+    Tracked(Tracked&& other) noexcept : value(other.value) {
+        ++alive;
+        ++moves;
+    }
     Tracked& operator=(const Tracked&) = delete;
     ~Tracked() {
         --alive;
         value = -1;
+        if (on_destruction)
+            on_destruction();
     }
 
     int value;
     static inline int alive = 0;
+    static inline int moves = 0;
+    static inline std::function<void()> on_destruction;
     static inline int copies_left = 0;
 };
 
@@ -97,22 +106,6 @@ TEST(ArrayTest, HeaderLiesInFrontOfTheElements) {
     EXPECT_FALSE(plain.HasOneRef());
     plain.Release();
     plain.Release();
-}
-
-TEST(ArrayTest, WordsOfAnArrayAreSizeOwnerAndData) {
-    struct Words {
-        uint64 size;
-        ArrayOwner* owner;
-        const int* data;
-    };
-    const int elements[] = {1, 2};
-    ArrayOwner owner;
-    const Array<int> array(owner, elements, 2);
-
-    const auto& words = reinterpret_cast<const Words&>(array);
-    EXPECT_EQ(words.size, 2u);
-    EXPECT_EQ(words.owner, &owner);
-    EXPECT_EQ(words.data, elements);
 }
 
 TEST(ArrayTest, CopySharesUntilOneOfTheTwoWrites) {
@@ -316,8 +309,9 @@ TEST(ArrayTest, ForeignMemoryIsNeverWrittenAndReleasedOnce) {
         EXPECT_NE(a.cdata(), kElements);
         EXPECT_EQ(owner.released, 1);
     }
+    const int element = 1;
     ArrayOwner silent;
-    const Array<int> nobodyCares(silent, nullptr, 0);
+    const Array<int> nobodyCares(silent, &element, 1);
 }
 
 TEST(ArrayTest, CountsBeyondTheMemoryAreRefusedAndChangeNothing) {
@@ -385,6 +379,46 @@ TEST_F(ArrayOfTrackedTest, ElementsAreCopiedAndDestroyedAsOften) {
     a.clear();
     EXPECT_EQ(Tracked::alive, 5);
     EXPECT_EQ(Values(b), (std::vector<int>{0, 1, 2, 3, 4}));
+}
+
+TEST_F(ArrayOfTrackedTest, ElementsAreNeverMoved) {
+    Tracked::moves = 0;
+
+    Array<Tracked> a = Make(3);
+    a.reserve(100);
+    a.__resize(200, a.cdata()[0]);
+    a.emplace_back(1);
+
+    EXPECT_EQ(Tracked::moves, 0);
+    EXPECT_EQ(a.size(), 201u);
+}
+
+TEST_F(ArrayOfTrackedTest, DestructorsOfElementsSeeTheArrayAsItIsFromThenOn) {
+    const struct {
+        const char* name;
+        void (*change)(Array<Tracked>&);
+        std::vector<int> seen;
+    } cases[] = {
+        {"emplace_back", [](Array<Tracked>& a) { a.emplace_back(4); }, {0, 1, 2, 3, 4}},
+        {"reserve", [](Array<Tracked>& a) { a.reserve(100); }, {0, 1, 2, 3}},
+        {"pop_back", [](Array<Tracked>& a) { a.pop_back(); }, {0, 1, 2}},
+        {"clear", [](Array<Tracked>& a) { a.clear(); }, {}},
+        {"assignment", [](Array<Tracked>& a) { a = Array<Tracked>(); }, {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Array<Tracked> a = Make(4);
+        int looks = 0;
+        Tracked::on_destruction = [&] {
+            ++looks;
+            EXPECT_EQ(Values(a), c.seen);
+        };
+
+        c.change(a);
+
+        Tracked::on_destruction = nullptr;
+        EXPECT_GT(looks, 0);
+    }
 }
 
 TEST_F(ArrayOfTrackedTest, CopyThatThrowsLeaksNothingAndLeavesTheArray) {

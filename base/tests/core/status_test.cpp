@@ -47,6 +47,39 @@ TEST(StatusTest, MovedFromStatusKeepsItsCodeAndLosesItsMessage) {
     EXPECT_EQ(taken.code(), StatusCode{7});
 }
 
+TEST(StatusTest, CopiesHaveMessagesOfTheirOwn) {
+    const Status told(StatusCode{7}, std::string("text"));
+
+    Status copy = told;
+    Status assigned(StatusCode{8}, std::string("other"));
+    assigned = told;
+    EXPECT_EQ(copy.Message(), "text");
+    EXPECT_EQ(assigned.code(), StatusCode{7});
+    EXPECT_EQ(assigned.Message(), "text");
+
+    copy = Status::InvalidCast;
+    EXPECT_EQ(copy, Status::InvalidCast);
+    EXPECT_EQ(copy.Message(), "");
+    EXPECT_EQ(told.Message(), "text");
+    EXPECT_EQ(assigned.Message(), "text");
+
+    Status& self = assigned;
+    assigned = self;
+    EXPECT_EQ(assigned.Message(), "text");
+    StatusPtr bound(&assigned);
+    EXPECT_EQ(assigned, Status::Success);
+    EXPECT_EQ(assigned.Message(), "");
+}
+
+TEST(StatusTest, IsABoolAndStillComparesByCode) {
+    const auto succeeded = [](const Status& status) -> bool { return status; };
+
+    EXPECT_TRUE(succeeded(Status::Success));
+    EXPECT_FALSE(succeeded(Status::Failure));
+    EXPECT_FALSE(Status::Failure == Status::InvalidCast);  // though both are false
+    EXPECT_TRUE(Status::Failure == StatusCode{2});
+}
+
 TEST(StatusTest, BindingAStatusPtrResetsTheTarget) {
     Status status = Status::Failure;
     {

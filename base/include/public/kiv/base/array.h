@@ -43,11 +43,14 @@ struct ArrayOwner {
     ReleaseFunction release;
 };
 
+static_assert(offsetof(ArrayOwner, ref_count) == 0);
+static_assert(offsetof(ArrayOwner, release) == sizeof(int64));
+
 /// What all arrays have in common: nothing, and so it takes no room.
 class KIV_BASE_API Vt_ArrayBase {
 protected:
-    /// Reached with the name of the operation whenever an array pays for being shared: a place for
-    /// a debugger to stop.
+    /// Called before access to an element copies what is shared, with the name of the function that
+    /// copies, always "_Detach": a place for a debugger to stop.
     void _DetachCopyHook(const char* operation) const;
 };
 
@@ -209,6 +212,7 @@ private:
             std::construct_at(data_ + size_, std::forward<U>(value));
             ++size_;
         }
+        uint64 Size() const { return size_; }
         T* Take() { return std::exchange(data_, nullptr); }
 
     private:
@@ -242,8 +246,15 @@ private:
     template <class U>
     [[gnu::noinline]] T& _EmplaceBackInNewBuffer(U&& value);
     /// Moves to a buffer with room for `capacity` elements, with copies of the first `keep` of the
-    /// present ones. The size is the caller's to set.
+    /// present ones.
     void _MoveToNewBuffer(uint64 capacity, uint64 keep);
+    /// Holds what is in `buffer` from now on. What was held before is given up last: destructors of
+    /// elements and the release function of an owner may look at this array.
+    void _TakeOver(_NewBuffer& buffer) {
+        const Array old(std::move(*this));
+        size_ = buffer.Size();
+        data_ = buffer.Take();
+    }
     void _Truncate(uint64 count);
 
     uint64 size_ = 0;
@@ -262,8 +273,7 @@ Array<T>::Array(It first, It last) : Array() {
             return;
         _NewBuffer buffer(count);
         buffer.Copy(first, count);
-        data_ = buffer.Take();
-        size_ = count;
+        _TakeOver(buffer);
     } else {
         for (; first != last; ++first)
             emplace_back(*first);
@@ -285,14 +295,14 @@ T& Array<T>::_EmplaceBackInNewBuffer(U&& value) {
         const T made(std::forward<U>(value));  // which may lie in the block that is about to go
         _MoveToNewBuffer(capacity, size_);
         std::construct_at(data_ + size_, made);
+        ++size_;
     } else {
         _NewBuffer buffer(capacity);
         buffer.Copy(data_, size_);
         buffer.Append(std::forward<U>(value));
-        _DecRef();
-        data_ = buffer.Take();
+        _TakeOver(buffer);
     }
-    return data_[size_++];
+    return data_[size_ - 1];
 }
 
 template <class T>
@@ -315,20 +325,18 @@ void Array<T>::_Truncate(uint64 count) {
     if (count == 0)
         return clear();
 
-    if (_IsUnique())
-        std::destroy(data_ + count, data_ + size_);
-    else
-        _MoveToNewBuffer(count, count);
-    size_ = count;
+    if (!_IsUnique())
+        return _MoveToNewBuffer(count, count);
+    const uint64 removed = std::exchange(size_, count) - count;
+    std::destroy_n(data_ + count, removed);
 }
 
 template <class T>
 void Array<T>::clear() {
     if (_IsUnique())
-        std::destroy_n(data_, size_);
+        std::destroy_n(data_, std::exchange(size_, 0));
     else
-        _DecRef();
-    size_ = 0;
+        Array().swap(*this);
 }
 
 template <class T>
@@ -358,6 +366,9 @@ void Array<T>::_AddRef() noexcept {
 
 template <class T>
 void Array<T>::_DecRef() noexcept {
+    static_assert(offsetof(Array, size_) == 0 && offsetof(Array, foreign_) == sizeof(uint64) &&
+                  offsetof(Array, data_) == sizeof(uint64) + sizeof(void*));
+
     T* const data = std::exchange(data_, nullptr);
     ArrayOwner* const foreign = std::exchange(foreign_, nullptr);
     if (!data)
@@ -388,8 +399,7 @@ void Array<T>::_MoveToNewBuffer(uint64 capacity, uint64 keep) {
     }
     _NewBuffer buffer(capacity);
     buffer.Copy(data_, keep);
-    _DecRef();
-    data_ = buffer.Take();
+    _TakeOver(buffer);
 }
 
 }  // namespace kiv

@@ -2,6 +2,8 @@
 #ifndef KIV_BASE_BOX_H_
 #define KIV_BASE_BOX_H_
 
+#include <cstddef>
+
 #include "kiv/base/vector.h"
 
 namespace kiv {
@@ -13,7 +15,8 @@ namespace kiv {
                                                                       \
         constexpr bool operator==(const Name& other) const = default; \
     };                                                                \
-    static_assert(sizeof(Name) == 2 * sizeof(Corner));
+    static_assert(sizeof(Name) == 2 * sizeof(Corner));                \
+    static_assert(offsetof(Name, min) == 0 && offsetof(Name, max) == sizeof(Corner));
 
 KIV_BOX(Box2i, Vector2i)
 KIV_BOX(Box3f, Vector3f)

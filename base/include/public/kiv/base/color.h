@@ -5,24 +5,29 @@
 #ifndef KIV_BASE_COLOR_H_
 #define KIV_BASE_COLOR_H_
 
+#include <cstddef>
+
 #include "kiv/base/integers.h"
 #include "kiv/base/tolerance.h"
 
 namespace kiv {
 
-#define KIV_COLOR(Name, Channel)                                               \
-    struct Name {                                                              \
-        Channel b = 0;                                                         \
-        Channel g = 0;                                                         \
-        Channel r = 0;                                                         \
-        Channel a = 0;                                                         \
-                                                                               \
-        constexpr bool operator==(const Name& other) const {                   \
-            return detail::IsNear(r, other.r) && detail::IsNear(g, other.g) && \
-                   detail::IsNear(b, other.b) && detail::IsNear(a, other.a);   \
-        }                                                                      \
-    };                                                                         \
-    static_assert(sizeof(Name) == 4 * sizeof(Channel));
+#define KIV_COLOR(Name, Channel)                                                    \
+    struct Name {                                                                   \
+        Channel b = 0;                                                              \
+        Channel g = 0;                                                              \
+        Channel r = 0;                                                              \
+        Channel a = 0;                                                              \
+                                                                                    \
+        constexpr bool operator==(const Name& other) const {                        \
+            return detail::IsNear(r, other.r) && detail::IsNear(g, other.g) &&      \
+                   detail::IsNear(b, other.b) && detail::IsNear(a, other.a);        \
+        }                                                                           \
+    };                                                                              \
+    static_assert(sizeof(Name) == 4 * sizeof(Channel));                             \
+    static_assert(offsetof(Name, b) == 0 && offsetof(Name, g) == sizeof(Channel) && \
+                  offsetof(Name, r) == 2 * sizeof(Channel) &&                       \
+                  offsetof(Name, a) == 3 * sizeof(Channel));
 
 KIV_COLOR(Color, uint8)
 KIV_COLOR(Colorf, float)

@@ -3,6 +3,8 @@
 #ifndef KIV_BASE_PLANE_H_
 #define KIV_BASE_PLANE_H_
 
+#include <cstddef>
+
 #include "kiv/base/vector.h"
 
 namespace kiv {
@@ -14,7 +16,8 @@ namespace kiv {
                                                                       \
         constexpr bool operator==(const Name& other) const = default; \
     };                                                                \
-    static_assert(sizeof(Name) == sizeof(Normal) + sizeof(Scalar));
+    static_assert(sizeof(Name) == sizeof(Normal) + sizeof(Scalar));   \
+    static_assert(offsetof(Name, normal) == 0 && offsetof(Name, distance) == sizeof(Normal));
 
 KIV_PLANE(Planed, Vector3d, double)
 KIV_PLANE(Planef, Vector3f, float)

@@ -3,6 +3,8 @@
 #ifndef KIV_BASE_SIZE_H_
 #define KIV_BASE_SIZE_H_
 
+#include <cstddef>
+
 #include "kiv/base/integers.h"
 
 namespace kiv {
@@ -14,17 +16,20 @@ namespace kiv {
                                                                       \
         constexpr bool operator==(const Name& other) const = default; \
     };                                                                \
-    static_assert(sizeof(Name) == 2 * sizeof(Scalar));
+    static_assert(sizeof(Name) == 2 * sizeof(Scalar));                \
+    static_assert(offsetof(Name, width) == 0 && offsetof(Name, height) == sizeof(Scalar));
 
-#define KIV_SIZE3(Name, Scalar)                                       \
-    struct Name {                                                     \
-        Scalar x = 0;                                                 \
-        Scalar y = 0;                                                 \
-        Scalar z = 0;                                                 \
-                                                                      \
-        constexpr bool operator==(const Name& other) const = default; \
-    };                                                                \
-    static_assert(sizeof(Name) == 3 * sizeof(Scalar));
+#define KIV_SIZE3(Name, Scalar)                                                    \
+    struct Name {                                                                  \
+        Scalar x = 0;                                                              \
+        Scalar y = 0;                                                              \
+        Scalar z = 0;                                                              \
+                                                                                   \
+        constexpr bool operator==(const Name& other) const = default;              \
+    };                                                                             \
+    static_assert(sizeof(Name) == 3 * sizeof(Scalar));                             \
+    static_assert(offsetof(Name, x) == 0 && offsetof(Name, y) == sizeof(Scalar) && \
+                  offsetof(Name, z) == 2 * sizeof(Scalar));
 
 KIV_SIZE2(Size2d, double)
 KIV_SIZE2(Size2f, float)

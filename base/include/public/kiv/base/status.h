@@ -47,9 +47,10 @@ public:
             _CopyMessage(other);
     }
     Status& operator=(const Status& other) {
-        code_ = other.code_;
+        // The code comes second: without memory for the message all stays as it was.
         if (message_ || other.message_)
             _CopyMessage(other);
+        code_ = other.code_;
         return *this;
     }
     /// Takes the message and leaves the source with its code and an empty message.
@@ -58,7 +59,7 @@ public:
     ~Status() = default;
 
     /// True means success.
-    explicit operator bool() const { return code_ == StatusCode{}; }
+    operator bool() const { return code_ == StatusCode{}; }
 
     StatusCode code() const { return code_; }
     std::string Message() const { return message_ ? *message_ : std::string(); }

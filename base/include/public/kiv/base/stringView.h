@@ -100,9 +100,11 @@ public:
     constexpr bool starts_with(basic_string_view prefix) const noexcept {
         return std_view(*this).starts_with(prefix);
     }
+    constexpr bool starts_with(CharT c) const noexcept { return std_view(*this).starts_with(c); }
     constexpr bool ends_with(basic_string_view suffix) const noexcept {
         return std_view(*this).ends_with(suffix);
     }
+    constexpr bool ends_with(CharT c) const noexcept { return std_view(*this).ends_with(c); }
 
     constexpr size_type find(basic_string_view text, size_type from = 0) const noexcept {
         return std_view(*this).find(text, from);
@@ -119,16 +121,28 @@ public:
     constexpr size_type find_first_of(basic_string_view set, size_type from = 0) const noexcept {
         return std_view(*this).find_first_of(set, from);
     }
+    constexpr size_type find_first_of(CharT c, size_type from = 0) const noexcept {
+        return std_view(*this).find_first_of(c, from);
+    }
     constexpr size_type find_last_of(basic_string_view set, size_type from = npos) const noexcept {
         return std_view(*this).find_last_of(set, from);
+    }
+    constexpr size_type find_last_of(CharT c, size_type from = npos) const noexcept {
+        return std_view(*this).find_last_of(c, from);
     }
     constexpr size_type find_first_not_of(basic_string_view set,
                                           size_type from = 0) const noexcept {
         return std_view(*this).find_first_not_of(set, from);
     }
+    constexpr size_type find_first_not_of(CharT c, size_type from = 0) const noexcept {
+        return std_view(*this).find_first_not_of(c, from);
+    }
     constexpr size_type find_last_not_of(basic_string_view set,
                                          size_type from = npos) const noexcept {
         return std_view(*this).find_last_not_of(set, from);
+    }
+    constexpr size_type find_last_not_of(CharT c, size_type from = npos) const noexcept {
+        return std_view(*this).find_last_not_of(c, from);
     }
 
     friend constexpr bool operator==(basic_string_view a, basic_string_view b) noexcept {

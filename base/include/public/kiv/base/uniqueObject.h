@@ -9,6 +9,10 @@
 //         static void Free(int value) { ::close(value); }
 //     };
 //     UniqueObject<int, DescriptorTraits> file(::open(path, O_RDONLY));
+//
+// `Free` is all that it takes to give a value back. Traits for which that is more than one step,
+// such as those of a file handle that a cache knows as well, give each step a name
+// (`RemoveCacheEntry`, `Free_Handle`) and a `Free` that takes them in this order.
 #ifndef KIV_BASE_UNIQUE_OBJECT_H_
 #define KIV_BASE_UNIQUE_OBJECT_H_
 

@@ -6,6 +6,7 @@
 #define KIV_BASE_VECTOR_H_
 
 #include <cmath>
+#include <cstddef>
 
 #include "kiv/base/integers.h"
 #include "kiv/base/tolerance.h"
@@ -23,37 +24,43 @@ namespace kiv {
             return detail::IsNear(a.x, b.x) && detail::IsNear(a.y, b.y); \
         }                                                                \
     };                                                                   \
-    static_assert(sizeof(Name) == 2 * sizeof(Scalar));
+    static_assert(sizeof(Name) == 2 * sizeof(Scalar));                   \
+    static_assert(offsetof(Name, x) == 0 && offsetof(Name, y) == sizeof(Scalar));
 
-#define KIV_VECTOR3(Name, Scalar, Operations)                              \
-    struct Name {                                                          \
-        Scalar x = 0;                                                      \
-        Scalar y = 0;                                                      \
-        Scalar z = 0;                                                      \
-                                                                           \
-        Operations                                                         \
-                                                                           \
-            friend constexpr bool                                          \
-            operator==(const Name& a, const Name& b) {                     \
-            return detail::IsNear(a.x, b.x) && detail::IsNear(a.y, b.y) && \
-                   detail::IsNear(a.z, b.z);                               \
-        }                                                                  \
-    };                                                                     \
-    static_assert(sizeof(Name) == 3 * sizeof(Scalar));
+#define KIV_VECTOR3(Name, Scalar, Operations)                                      \
+    struct Name {                                                                  \
+        Scalar x = 0;                                                              \
+        Scalar y = 0;                                                              \
+        Scalar z = 0;                                                              \
+                                                                                   \
+        Operations                                                                 \
+                                                                                   \
+            friend constexpr bool                                                  \
+            operator==(const Name& a, const Name& b) {                             \
+            return detail::IsNear(a.x, b.x) && detail::IsNear(a.y, b.y) &&         \
+                   detail::IsNear(a.z, b.z);                                       \
+        }                                                                          \
+    };                                                                             \
+    static_assert(sizeof(Name) == 3 * sizeof(Scalar));                             \
+    static_assert(offsetof(Name, x) == 0 && offsetof(Name, y) == sizeof(Scalar) && \
+                  offsetof(Name, z) == 2 * sizeof(Scalar));
 
-#define KIV_VECTOR4(Name, Scalar)                                          \
-    struct Name {                                                          \
-        Scalar x = 0;                                                      \
-        Scalar y = 0;                                                      \
-        Scalar z = 0;                                                      \
-        Scalar w = 0;                                                      \
-                                                                           \
-        friend constexpr bool operator==(const Name& a, const Name& b) {   \
-            return detail::IsNear(a.x, b.x) && detail::IsNear(a.y, b.y) && \
-                   detail::IsNear(a.z, b.z) && detail::IsNear(a.w, b.w);   \
-        }                                                                  \
-    };                                                                     \
-    static_assert(sizeof(Name) == 4 * sizeof(Scalar));
+#define KIV_VECTOR4(Name, Scalar)                                                  \
+    struct Name {                                                                  \
+        Scalar x = 0;                                                              \
+        Scalar y = 0;                                                              \
+        Scalar z = 0;                                                              \
+        Scalar w = 0;                                                              \
+                                                                                   \
+        friend constexpr bool operator==(const Name& a, const Name& b) {           \
+            return detail::IsNear(a.x, b.x) && detail::IsNear(a.y, b.y) &&         \
+                   detail::IsNear(a.z, b.z) && detail::IsNear(a.w, b.w);           \
+        }                                                                          \
+    };                                                                             \
+    static_assert(sizeof(Name) == 4 * sizeof(Scalar));                             \
+    static_assert(offsetof(Name, x) == 0 && offsetof(Name, y) == sizeof(Scalar) && \
+                  offsetof(Name, z) == 2 * sizeof(Scalar) &&                       \
+                  offsetof(Name, w) == 3 * sizeof(Scalar));
 
 // The vector over its length, as a new one. Zero length is not looked for, and gives NaN.
 #define KIV_VECTOR3_NORMALIZE(Name)                           \

@@ -9,6 +9,7 @@
 #define KIV_BASE_WEAK_PTR_H_
 
 #include <atomic>
+#include <cstddef>
 #include <utility>
 
 #include "kiv/base/export.h"
@@ -36,7 +37,10 @@ public:
     uint32 RefCount() const noexcept { return ref_count_.load(); }
 
 private:
-    ~WeakPtrFlag() = default;
+    ~WeakPtrFlag() {
+        static_assert(offsetof(WeakPtrFlag, ref_count_) == 0 &&
+                      offsetof(WeakPtrFlag, valid_) == sizeof(uint32));
+    }
 
     std::atomic<uint32> ref_count_{1};
     bool valid_ = true;
@@ -64,6 +68,7 @@ public:
         return *this;
     }
     ~WeakPtr() {
+        static_assert(offsetof(WeakPtr, object_) == 0 && offsetof(WeakPtr, flag_) == sizeof(T*));
         if (detail::WeakPtrFlag* const flag = std::exchange(flag_, nullptr))
             flag->Release();
     }
