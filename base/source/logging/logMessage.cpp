@@ -17,11 +17,16 @@ LogMessage2::~LogMessage2() {
 
 namespace detail {
 
-void ReportFailedCheck(const char* file, int line, const char* condition, const char* explanation) {
-    LogMessage2 message(baseLogger, LogLevel::Fatal, file, line, condition);
-    message.stream() << "Check failed: " << condition;
-    if (explanation)
-        message.stream() << ": " << explanation;
+void ReportFailedCheck(const char* file, int line, const char* condition,
+                       const char* explanation) noexcept {
+    try {
+        LogMessage2 message(baseLogger, LogLevel::Fatal, file, line, condition);
+        message.stream() << "Check failed: " << condition;
+        if (explanation)
+            message.stream() << ": " << explanation;
+    } catch (...) {
+        // Nor when there is no memory for its message: checks stand in code that must not throw.
+    }
 }
 
 }  // namespace detail

@@ -93,7 +93,9 @@ void setLogLevel(LogLevel level) {
 }
 
 LogLevel logLevel(Status* status) {
-    return toLogLevel(spdlog::get_level(), status);
+    // There is no default logger once spdlog has been shut down, and then everything is off.
+    const spdlog::logger* const logger = spdlog::default_logger_raw();
+    return toLogLevel(logger ? logger->level() : spdlog::level::off, status);
 }
 
 LogLevel toLogLevel(spdlog::level::level_enum level, Status* status) {

@@ -21,6 +21,7 @@ namespace {
 
 constexpr uint64 kSmallestBlock = 32;
 constexpr uint64 kBlockAfterReset = 1024;
+constexpr uint64 kLargestBlock = std::numeric_limits<std::ptrdiff_t>::max();
 
 static_assert(offsetof(ostream::Buffer, buffer) < offsetof(ostream::Buffer, curr) &&
               offsetof(ostream::Buffer, curr) < offsetof(ostream::Buffer, size) &&
@@ -37,6 +38,24 @@ struct ostreamPrivate {
     // Makes room for a print of `length` characters and its null character that does not fit: at
     // least half of the block, so that many small prints don't move the text each time.
     void MakeRoom(uint64 length) { buffer.grow(std::max(length + 1, buffer.capacity / 2)); }
+
+    // Two lists of the same arguments, since a pass of the formatter uses one up.
+    void Print(const char* format, va_list args, va_list again) {
+        std::lock_guard lock(mutex);
+        // Most prints fit, so the measuring pass writes to the free bytes at once.
+        const int length = std::vsnprintf(buffer.curr, buffer.size, format, args);
+        if (length < 0 || static_cast<uint64>(length) >= buffer.size) {
+            // Its first characters may stand behind the text, which ends where it did until the
+            // print has come through.
+            if (buffer.size > 0)
+                *buffer.curr = '\0';
+            if (length < 0)
+                return;
+            MakeRoom(length);
+            std::vsnprintf(buffer.curr, buffer.size, format, again);
+        }
+        buffer.advance(length);
+    }
 };
 
 ostream::Buffer::~Buffer() {
@@ -46,6 +65,9 @@ ostream::Buffer::~Buffer() {
 std::pair<char*, uint64> ostream::Buffer::grow(uint64 needed) {
     if (size < needed) {
         const uint64 used = capacity - size;
+        // Compared before it is computed: half as much again of a large number would wrap.
+        if (needed > 2 * (kLargestBlock - used) / 3)
+            throw std::bad_alloc();
         reserve(std::max((3 * needed + 1) / 2 + used, kSmallestBlock));
     }
     return {curr, size};
@@ -167,24 +189,13 @@ ostream& ostream::print(const char* format, ...) {
     va_start(args, format);
     va_list again;
     va_copy(again, args);
-
-    {
-        std::lock_guard lock(private_->mutex);
-        Buffer& buffer = private_->buffer;
-        // Most prints fit, so the measuring pass writes to the free bytes at once.
-        const int length = std::vsnprintf(buffer.curr, buffer.size, format, args);
-        if (length < 0) {
-            if (buffer.size > 0)
-                *buffer.curr = '\0';  // the failed pass may have left its first characters here
-        } else {
-            if (static_cast<uint64>(length) >= buffer.size) {
-                private_->MakeRoom(length);
-                std::vsnprintf(buffer.curr, buffer.size, format, again);
-            }
-            buffer.advance(length);
-        }
+    try {
+        private_->Print(format, args, again);
+    } catch (...) {
+        va_end(again);
+        va_end(args);
+        throw;
     }
-
     va_end(again);
     va_end(args);
     return *this;

@@ -1,7 +1,9 @@
 #include "kiv/base/logging.h"
 
 #include <barrier>
+#include <cerrno>
 #include <cwchar>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -103,6 +105,20 @@ TEST(LogLevelTest, EveryLevelHasItsCounterpart) {
     spdlog::set_level(before);
 }
 
+TEST(LogLevelTest, AfterTheShutdownOfSpdlogNothingIsLoggedAndThereIsNoLevel) {
+    LogCatcher log;
+    const std::shared_ptr<spdlog::logger> logger = spdlog::default_logger();
+    spdlog::shutdown();
+
+    logging::printLog("engine", LogLevel::Fatal, "T", "dropped");
+    Status status;
+    EXPECT_EQ(logging::logLevel(&status), LogLevel::Debug);
+    EXPECT_EQ(status, Status::Failure);
+
+    spdlog::set_default_logger(logger);
+    EXPECT_THAT(log.Take(), IsEmpty());
+}
+
 TEST(LogLevelTest, ALevelOutsideTheListCountsAsTheNearest) {
     LogCatcher log;
 
@@ -195,19 +211,23 @@ TEST(CheckTest, AFailedCheckReportsWhereAndWhyAndGoesOn) {
     int evaluated = 0;
 
     KIV_CHECK(++evaluated == 1);
+    errno = 1;
     const int first = __LINE__ + 1;
     KIV_CHECK(evaluated % 2 == 0);
     KIV_CHECK_EXPLAINED(evaluated < 1, "the \"%s\" explanation");
+    KIV_CHECK(errno == 0);
+    KIV_CHECK_EXPLAINED(errno == 0, "macro");
 
-    const std::string file = __FILE__;
     EXPECT_EQ(evaluated, 1);
-    EXPECT_THAT(
-        log.Take(),
-        ElementsAre(
-            LogLine{LogLevel::Fatal, "[domain:kiv.base]" + file + ":" + std::to_string(first) +
-                                         ": Check failed: evaluated % 2 == 0"},
-            LogLine{LogLevel::Fatal, "[domain:kiv.base]" + file + ":" + std::to_string(first + 1) +
-                                         ": Check failed: evaluated < 1: the \"%s\" explanation"}));
+    // A condition is told as it is written, with no macro in it expanded.
+    std::vector<LogLine> expected;
+    for (const char* const failure : {"evaluated % 2 == 0", "evaluated < 1: the \"%s\" explanation",
+                                      "errno == 0", "errno == 0: macro"}) {
+        const auto line = std::to_string(first + expected.size());
+        expected.push_back({LogLevel::Fatal, std::string("[domain:kiv.base]") + __FILE__ + ":" +
+                                                 line + ": Check failed: " + failure});
+    }
+    EXPECT_EQ(log.Take(), expected);
 }
 
 TEST(LogMessage2Test, ItsEndLogsTheStream) {

@@ -12,13 +12,18 @@
 
 namespace kiv::detail {
 
-/// Logs a failed check; `explanation` may be null. All texts are null-terminated. Any thread.
+/// Logs a failed check; `explanation` may be null. All texts are null-terminated. What can't be
+/// logged, for want of memory or because of a sink, is dropped. Any thread.
 KIV_BASE_API void ReportFailedCheck(const char* file, int line, const char* condition,
-                                    const char* explanation);
+                                    const char* explanation) noexcept;
 
 }  // namespace kiv::detail
 
-#define KIV_CHECK(condition) KIV_CHECK_EXPLAINED(condition, nullptr)
+// Each macro makes a text of its own argument: passed on to the other, a condition would arrive
+// with its macros expanded.
+#define KIV_CHECK(condition) \
+    ((condition) ? (void)0   \
+                 : ::kiv::detail::ReportFailedCheck(__FILE__, __LINE__, #condition, nullptr))
 #define KIV_CHECK_EXPLAINED(condition, explanation) \
     ((condition) ? (void)0                          \
                  : ::kiv::detail::ReportFailedCheck(__FILE__, __LINE__, #condition, explanation))

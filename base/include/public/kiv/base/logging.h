@@ -6,14 +6,15 @@
 // logger (`setLogLevel`), and the level of each sink. What no filter lets through is not formatted.
 // The sinks get "[domain:kiv.base][tag:Archive]Cannot find type Sample" as finished text.
 //
-// Every function may be called from any thread, unless it says otherwise, and none but `LogLevel`
-// has a meaning: `Fatal` is logged like the others, and the process goes on.
+// Every function may be called from any thread. `Fatal` is a level like the others: its messages go
+// the same way, and the process goes on.
 #ifndef KIV_BASE_LOGGING_H_
 #define KIV_BASE_LOGGING_H_
 
 #include <atomic>
 #include <cstdarg>
 #include <string>
+#include <type_traits>
 
 #include "kiv/base/export.h"
 #include "kiv/base/integers.h"
@@ -39,12 +40,13 @@ namespace logging {
 [[gnu::format(printf, 4, 0)]] KIV_BASE_API void vprintLog(const char* domain, LogLevel level,
                                                           const char* tag, const char* format,
                                                           va_list args);
-/// `vprintLog` under the first name. A template, since it converts nothing on the way: a literal 0
+/// `vprintLog` under the first name, for a list as functions are handed it: a pointer on some
+/// systems, a struct on others. A template, since it converts nothing on the way: a literal 0
 /// behind "%d" would pass for a list.
 template <class List>
-requires requires(List list, void (*take)(va_list)) {
+requires(std::is_pointer_v<List> || std::is_class_v<List>) &&
+    requires(List list, void (*take)(va_list)) {
     take(list);
-    *list;
 }
 [[gnu::format(printf, 4, 0)]] void printLog(const char* domain, LogLevel level, const char* tag,
                                             const char* format, List args) {
@@ -53,7 +55,8 @@ requires requires(List list, void (*take)(va_list)) {
 
 /// Sets the level of spdlog's loggers.
 KIV_BASE_API void setLogLevel(LogLevel level);
-/// The level of spdlog's default logger, as `toLogLevel` maps it.
+/// The level of spdlog's default logger, as `toLogLevel` maps it; after `spdlog::shutdown`, there
+/// being none, `Status::Failure` and `LogLevel::Debug`.
 KIV_BASE_API LogLevel logLevel(Status* status);
 /// The counterpart of a level of spdlog. `trace` and `off` have none: `Status::Failure` and
 /// `LogLevel::Debug`. `status` may be null.
@@ -98,6 +101,7 @@ public:
     [[gnu::format(printf, 2, 3)]] void Warn(const char* format, ...);
     [[gnu::format(printf, 2, 3)]] void Error(const char* format, ...);
     [[gnu::format(printf, 2, 3)]] void Fatal(const char* format, ...);
+    /// Logs at `level`, if that is not below the threshold.
     [[gnu::format(printf, 3, 4)]] void Out(LogLevel level, const char* format, ...);
 
     void SetLogLevel(LogLevel level) { level_.store(level, std::memory_order_relaxed); }

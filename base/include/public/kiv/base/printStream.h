@@ -32,7 +32,8 @@ public:
         Buffer& operator=(const Buffer&) = delete;
 
         /// Makes room for `needed` more bytes and half as much again. Gives the place of the next
-        /// write and the bytes left there. Throws `std::bad_alloc`, and keeps the text then.
+        /// write and the bytes left there. Throws `std::bad_alloc`, also for a block that would be
+        /// too large to count, and changes nothing then.
         std::pair<char*, uint64> grow(uint64 needed);
         /// Counts `count` bytes as written, at most those that are left; 0 or less does nothing.
         void advance(int64 count);
@@ -86,7 +87,8 @@ public:
     ostream& dec();
 
 protected:
-    /// Adds what the format gives; one that the C formatter rejects adds nothing.
+    /// Adds what the format gives; one that the C formatter rejects adds nothing, and so does one
+    /// that finds no memory, which throws `std::bad_alloc`.
     [[gnu::format(printf, 2, 3)]] ostream& print(const char* format, ...);
     Buffer& getBuffer();
     const Buffer& getBuffer() const;
