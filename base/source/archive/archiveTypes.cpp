@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "archive/builtInTypes.h"
@@ -86,11 +87,17 @@ public:
     ScratchText() : text(std::move(_Kept())) {}
     ScratchText(const ScratchText&) = delete;
     ScratchText& operator=(const ScratchText&) = delete;
-    ~ScratchText() { _Kept() = std::move(text); }
+    ~ScratchText() {
+        if (text.capacity() <= kLongestKept)
+            _Kept() = std::move(text);
+    }
 
     std::string text;
 
 private:
+    // A name from a foreign document may be of any length.
+    static constexpr std::size_t kLongestKept = 4096;
+
     static std::string& _Kept() {
         static thread_local std::string kept;
         return kept;
@@ -224,10 +231,11 @@ void ArchiveSerializer<TimePoint>::Serialize(Archive& archive, TimePoint& value)
 }
 
 void ArchiveSerializer<Type>::Serialize(Archive& archive, Type& value) {
-    const std::string before(value.GetName());
-    std::string name = before;
+    // No registered name holds a zero byte, so this one stays only where a reader finds none.
+    constexpr std::string_view kMissing("\0", 1);
+    std::string name(archive.IsRead() ? kMissing : std::string_view(value.GetName()));
     archive.SerializeString("Type", name);
-    if (archive.IsRead() && name != before)
+    if (archive.IsRead() && name != kMissing)
         value = Type::Find(name);
 }
 

@@ -34,20 +34,21 @@ void JsonArchive::AddObjectToMap(const RefPtr<Object>& reference) {
         return;
     Object& object = *reference;
     const uint64 id = internal::IdOf(&object);
-    internal::RequireRoomToNest();
-    RefPtr<Object>& written = state_->written_objects.Insert(id);
-    if (written)
+    const RefPtr<Object>* const written = state_->written_objects.Find(id);
+    if (written && *written)
         return;
-    // Marked before its contents are written, so that a cycle ends here.
-    written = reference;
+    internal::RequireRoomToNest();
     internal::JsonWriter& writer = state_->writer;
     writer.BeginContents(id);
     try {
+        // Marked before its contents are written, so that a cycle ends here.
+        state_->written_objects.Insert(id) = reference;
         object << *this;
         writer.EndContents(object.GetType().GetName());
     } catch (...) {
         writer.DropContents();
-        state_->written_objects.Insert(id) = nullptr;
+        if (RefPtr<Object>* const mark = state_->written_objects.Find(id))
+            mark->reset();
         throw;
     }
 }

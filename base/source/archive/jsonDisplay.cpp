@@ -1,7 +1,7 @@
 #include "archive/jsonDisplay.h"
 
 #include <algorithm>
-#include <unordered_set>
+#include <utility>
 
 #include "archive/jsonText.h"
 #include "archive/nesting.h"
@@ -12,6 +12,9 @@ namespace {
 // The text may grow to so many times the document, or to a size that anybody can read, before
 // shared objects are no longer repeated.
 constexpr std::size_t kGrowth = 16;
+// An entry has two members that are passed over, and more text than this; a hostile one may repeat
+// them.
+constexpr std::size_t kTextPerEntry = 16;
 constexpr std::size_t kAlwaysFine = 1024 * 1024;
 
 class Printer {
@@ -22,10 +25,7 @@ public:
     std::string Take() const { return std::string(text_.From(0)); }
 
     void PrintScope() {
-        _PrintMembers(reader_.Scope(), [this](const JsonNode& value) {
-            path_.clear();
-            Print(value);
-        });
+        _PrintMembers(reader_.Scope(), [this](const JsonNode& value) { Print(value); });
     }
 
     void Print(const JsonNode& value) {
@@ -49,9 +49,12 @@ public:
         const JsonNode* const member = FindMember(shown ? *shown : object, name);
         if (!member || (shown && shown != &object && _IsIdentity(name)))
             return false;
+        // A reference without an entry is printed as these two alone.
+        if (!shown && name != "IS_REFERENCE" && name != "INSTANCE_ID")
+            return false;
         uint64 id = 0;
         if (GetInstanceId(object, id))
-            path_.insert(id);
+            known_.Insert(id).on_path = true;
         Print(*member);
         return true;
     }
@@ -75,21 +78,22 @@ private:
     void _PrintObject(const JsonNode& object) {
         uint64 id = 0;
         const bool hasId = GetInstanceId(object, id);
-        if (hasId && !path_.insert(id).second)
+        if (hasId && std::exchange(known_.Insert(id).on_path, true))
             return _PrintMark("__circular_reference__", id);
         const JsonNode* shown = _Resolve(object);
         if (!shown) {
             _PrintMark("IS_REFERENCE", id);
         } else {
             // Past the limit each object is expanded once more at most, so the rest is bounded too.
-            if (shown != &object && !expanded_.insert(id).second && text_.size() > limit_)
+            if (shown != &object && std::exchange(known_.Insert(id).expanded, true) &&
+                (text_.size() > limit_ || passed_over_ > limit_ / kTextPerEntry))
                 shown = &object;
             const bool isEntry = shown != &object;
             _PrintMembers(
                 *shown, [this](const JsonNode& value) { Print(value); }, isEntry);
         }
         if (hasId)
-            path_.erase(id);
+            known_.Insert(id).on_path = false;
     }
 
     template <class PrintValue>
@@ -99,8 +103,10 @@ private:
         if (object.IsObject())
             for (const auto& member : object.GetObject()) {
                 const std::string_view name = TextOf(&member.name);
-                if (isEntry && _IsIdentity(name))
+                if (isEntry && _IsIdentity(name)) {
+                    ++passed_over_;
                     continue;
+                }
                 _Separate(first);
                 text_.AppendValue(name);
                 text_.Append(':');
@@ -141,8 +147,12 @@ private:
     JsonReader& reader_;
     const std::size_t limit_;
     JsonText text_;
-    std::unordered_set<uint64> path_;      // ids from the root to what is being printed
-    std::unordered_set<uint64> expanded_;  // ids of what was printed in place of a reference
+    std::size_t passed_over_ = 0;  // members that cost time and leave no text
+    struct Known {
+        bool on_path = false;   // from the root to what is being printed
+        bool expanded = false;  // was printed in place of a reference
+    };
+    IdMap<Known> known_;
 };
 
 }  // namespace

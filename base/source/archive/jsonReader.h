@@ -43,6 +43,8 @@ class JsonReader {
 public:
     /// The root scope is an empty object.
     JsonReader();
+    JsonReader(const JsonReader&) = delete;
+    JsonReader& operator=(const JsonReader&) = delete;
 
     /// Parses a document and loads what stands in it under "JSON_ARCHIVE".
     void Load(std::string_view text);

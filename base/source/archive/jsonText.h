@@ -55,6 +55,8 @@ public:
     const char* data() const { return bytes_.get(); }
     std::string_view From(std::size_t begin) const { return {data() + begin, size_ - begin}; }
 
+    /// Makes room, so that so many bytes can be appended without an exception.
+    void Reserve(std::size_t count) { _Room(count); }
     void Truncate(std::size_t size) { size_ = size; }
     void Append(char c) {
         *_Room(1) = c;

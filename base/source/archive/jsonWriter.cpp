@@ -36,7 +36,8 @@ void JsonWriter::BeginElement() {
     KIV_CHECK_EXPLAINED(fits, "an element needs an open array");
     if (fits && !array.empty)
         open_.Append(',');
-    array.empty = false;
+    if (fits)
+        array.empty = false;
     _Open(before, Kind::kObject, fits ? Place::kElement : Place::kNowhere);
 }
 
@@ -57,11 +58,16 @@ void JsonWriter::BeginContents(uint64 id) {
 }
 
 void JsonWriter::EndContents(std::string_view typeName) {
+    constexpr std::size_t kFrame = 128;
+    constexpr std::size_t kLongestEscape = 6;
     const Contents contents = contents_.back();
-    contents_.pop_back();
     while (scopes_.size() > contents.scope + 1)
         _Close();
     const Scope scope = scopes_.back();
+    // From here on nothing fails, so that the contents are either filed or still there to be
+    // dropped.
+    map_.Reserve(open_.size() - scope.begin + kLongestEscape * typeName.size() + kFrame);
+    contents_.pop_back();
     scopes_.pop_back();
     // What makes it an object again has to stand in one.
     const bool fits = scope.kind == Kind::kObject;

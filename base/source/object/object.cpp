@@ -1,8 +1,54 @@
 #include "kiv/base/object.h"
 
+#include <new>
+#include <utility>
+#include <vector>
+
 #include "kiv/base/propertyInfo.h"
+#include "platform/stackRoom.h"
 
 namespace kiv {
+namespace {
+
+/// The destructors of objects that run on the thread.
+struct Destruction {
+    unsigned int depth = 0;
+    std::vector<const TypedObject*>* waiting = nullptr;  // made when it is needed
+};
+
+constinit thread_local Destruction destruction;
+
+/// False if there is no memory for the list either.
+bool PutOff(const TypedObject* object) noexcept {
+    try {
+        if (!destruction.waiting)
+            destruction.waiting = new std::vector<const TypedObject*>;
+        destruction.waiting->push_back(object);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+}  // namespace
+
+void TypedObject::_DestroyUnreferenced(const TypedObject* object) noexcept {
+    Destruction& state = destruction;
+    if (state.depth > 0 && !internal::HasStackRoom() && PutOff(object))
+        return;
+    ++state.depth;
+    delete object;
+    while (state.depth == 1 && state.waiting) {
+        if (state.waiting->empty()) {
+            delete std::exchange(state.waiting, nullptr);
+            break;
+        }
+        const TypedObject* const next = state.waiting->back();
+        state.waiting->pop_back();
+        delete next;
+    }
+    --state.depth;
+}
 
 TypedObject::~TypedObject() = default;
 

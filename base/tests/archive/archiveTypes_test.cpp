@@ -24,6 +24,10 @@ struct Secret {
     int number = 0;
     bool operator==(const Secret&) const = default;
 };
+struct Late {
+    int n = 4;
+    bool operator==(const Late&) const = default;
+};
 enum class Mode { Off, On };
 
 class Part : public kiv::Object {
@@ -46,7 +50,12 @@ public:
     kiv::Array<kiv::RefPtr<Part>> parts;
 };
 
+class Stranger : public kiv::Object {
+    KIV_OBJECT(Stranger, kiv::Object)
+};
+
 const bool kRegistered[] = {
+    kiv::Registration::Class<Stranger>("archivetypes_test::Stranger").Creatable(),
     kiv::Registration::Class<Part>("archivetypes_test::Part")
         .Property("range", &Part::range)
         .Property("mode", &Part::mode)
@@ -75,9 +84,17 @@ struct kiv::ArchiveSerializer<archivetypes_test::Range> {
     }
 };
 
+template <>
+struct kiv::ArchiveSerializer<archivetypes_test::Late> {
+    static void Serialize(Archive& archive, archivetypes_test::Late& late) {
+        archive.SerializeInt32("n", late.n);
+    }
+};
+
 namespace kiv {
 namespace {
 
+using archivetypes_test::Late;
 using archivetypes_test::Mode;
 using archivetypes_test::Part;
 using archivetypes_test::Range;
@@ -203,6 +220,24 @@ TEST(ArchiveTypesTest, MissingFieldKeepsItsValue) {
     EXPECT_EQ(value.Get<Vector3i>(), (Vector3i{1, 5, 3}));
 }
 
+TEST(ArchiveTypesTest, ReferenceToAnotherClassReadsAsNull) {
+    const std::string text =
+        R"({"JSON_ARCHIVE":{"KIV_ARCHIVE_OBJECT":{"v":{"INSTANCE_ID":3},"r":[]},)"
+        R"("KIV_ARCHIVE_OBJECT_MAP":{"3":{"KIV_TYPE_NAME":"archivetypes_test::Stranger"}}}})";
+    JsonInputArchive archive(NoOptions());
+    archive.FromString(text);
+    RefPtr<Part> part = MakeRefCounted<Part>();
+    RefPtr<archivetypes_test::Stranger> stranger;
+    Array<Vector2i> vectors = {{1, 2}};
+
+    EXPECT_EQ(&archive.Serialize<Part>("v", part), &archive);
+    EXPECT_EQ(part, nullptr);
+    archive.Serialize<archivetypes_test::Stranger>("v", stranger);
+    EXPECT_NE(stranger, nullptr);
+    archive.Serialize<Vector2i>("r", vectors);
+    EXPECT_TRUE(vectors.empty());
+}
+
 TEST(ArchiveTypesTest, TimesAndTypesAreFieldsButNoValues) {
     EXPECT_EQ(Written(TimePoint::FromTicks(-5)), R"({"ticks":-5})");
     TimePoint time;
@@ -214,6 +249,11 @@ TEST(ArchiveTypesTest, TimesAndTypesAreFieldsButNoValues) {
     EXPECT_EQ(type, Type::Get<Object>());
     ReadOver(R"({"Type":"no such type"})", type);
     EXPECT_EQ(type, Type());
+    type = Type::Get<Range>();
+    ReadOver(R"({})", type);
+    EXPECT_EQ(type, Type::Get<Range>());
+    ReadOver(R"({"Type":""})", type);
+    EXPECT_EQ(type, Type());
     EXPECT_FALSE(ArchiveSerializer<Value>::value_archive_handles_.contains("class kiv::TimePoint"));
 }
 
@@ -224,6 +264,8 @@ TEST(ArchiveTypesTest, UnknownTypeIsToldAndCostsOnlyItself) {
         "kiv::Value type: class archivetypes_test::Secret, Please register it like "
         "archiveTypes/archiveTypes. 1. Achive ArchiveSerializer<T>; 2. Define static "
         "ValueArchiveRegistrar<T>.";
+    EXPECT_EQ(Written(Value(Late{})), R"({"type":"class archivetypes_test::Late"})");
+    EXPECT_EQ(log.Take().size(), 1u);
     EXPECT_EQ(Written(Value(Secret{3})), R"({"type":"class archivetypes_test::Secret"})");
     Value kept(5);
     ReadOver(R"({"type":"class archivetypes_test::Secret","value":{"number":3}})", kept);
@@ -236,6 +278,15 @@ TEST(ArchiveTypesTest, UnknownTypeIsToldAndCostsOnlyItself) {
     JsonOutputArchive strict({{"DeserializeValue", Value(false)}});
     Value secret(Secret{3});
     EXPECT_THROW(strict.Serialize<Value>("v", secret), std::runtime_error);
+    JsonInputArchive strictReader({{"DeserializeValue", Value()}});
+    strictReader.FromString(
+        R"({"JSON_ARCHIVE":{"KIV_ARCHIVE_OBJECT":{"v":{"type":"class archivetypes_test::Secret"}}}})");
+    EXPECT_THROW(strictReader.Serialize<Value>("v", secret), std::runtime_error);
+
+    // A handler that comes later is found although the type was met without one.
+    const ValueArchiveRegistrar<Late> late("class archivetypes_test::Late");
+    EXPECT_EQ(Written(Value(Late{})),
+              R"({"type":"class archivetypes_test::Late","value":{"n":4}})");
 }
 
 TEST(ArchiveTypesTest, ArrayNamesAreSpelledAsRawNames) {
@@ -247,7 +298,8 @@ TEST(ArchiveTypesTest, ArrayNamesAreSpelledAsRawNames) {
 }
 
 TEST(ObjectPropertySerializerTest, StorablePropertiesTravelAndOthersAreLeftAlone) {
-    ASSERT_TRUE(archivetypes_test::kRegistered[0] && archivetypes_test::kRegistered[1]);
+    for (const bool registered : archivetypes_test::kRegistered)
+        ASSERT_TRUE(registered);
     const RefPtr<Part> part = MakeRefCounted<Part>();
     part->range = {3, 4};
     part->mode = Mode::On;
@@ -290,7 +342,7 @@ TEST(ObjectPropertySerializerTest, ReferencesAreNarrowedAndWrongOnesRefused) {
             next +
             R"(},"parts":{"type":"class kiv::Array<class kiv::RefPtr<class Gone> >","value":)" +
             parts +
-            R"(}},"KIV_ARCHIVE_OBJECT_MAP":{"1":{"speed":{"type":"int","value":8},"KIV_TYPE_NAME":"archivetypes_test::Part"},"2":{"KIV_TYPE_NAME":"Object"}}}})");
+            R"(}},"KIV_ARCHIVE_OBJECT_MAP":{"1":{"speed":{"type":"int","value":8},"KIV_TYPE_NAME":"archivetypes_test::Part"},"2":{"KIV_TYPE_NAME":"Object"},"3":{"KIV_TYPE_NAME":"archivetypes_test::Stranger"}}}})");
         ObjectPropertySerializer::Serialize(in, part.get());
     };
     testing::LogCatcher log;
@@ -302,6 +354,12 @@ TEST(ObjectPropertySerializerTest, ReferencesAreNarrowedAndWrongOnesRefused) {
     EXPECT_EQ(std::as_const(part->parts)[0], part->next);
     EXPECT_EQ(std::as_const(part->parts)[1], nullptr);
     EXPECT_EQ(std::as_const(part->parts)[2], nullptr);
+
+    // An object of another class is refused where it would be taken for one of this.
+    fill(R"({"INSTANCE_ID":3})", R"([{"INSTANCE_ID":1},{"INSTANCE_ID":3}])");
+    ASSERT_NE(part->next, nullptr);
+    EXPECT_EQ(part->next->speed, 8);
+    EXPECT_EQ(part->parts.size(), 3u);
 
     fill("null", "[]");
     EXPECT_EQ(part->next, nullptr);

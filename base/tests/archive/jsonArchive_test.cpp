@@ -169,6 +169,12 @@ TEST_F(JsonArchiveTest, MisplacedCallsAreReportedAndDropped) {
         int reports;
     } cases[] = {
         {[&](Archive& a) { a.EndObject("o"); }, "{}", 1},
+        {[&](Archive& a) {
+             a.GetArrayElement(0);
+             a.ReleaseArrayElement();
+             a.SerializeInt32("i", one);
+         },
+         R"({"i":1})", 1},
         {[&](Archive& a) { a.BeginObject("o"), a.SerializeInt32("i", one); }, R"({"i":1})", 0},
         {[&](Archive& a) {
              a.BeginObject("o");

@@ -129,6 +129,11 @@ protected:
 
 TEST_F(JsonNestingTest, OnTheMainThread) {
     EndlessChainsFailAndShortOnesPass();
+
+    constexpr int kFitsALargeStack = 500;
+    JsonSerializer serializer({});
+    EXPECT_TRUE(serializer.Serialize(MakeChain(kFitsALargeStack)));
+    EXPECT_TRUE(serializer.Deserialize("", nullptr));
 }
 
 TEST_F(JsonNestingTest, OnAThreadWithASmallStack) {

@@ -19,6 +19,17 @@ protected:
     ~Counted() override { --alive; }
 };
 
+class Link : public kiv::Object {
+    KIV_OBJECT(Link, kiv::Object)
+public:
+    Link() { ++alive; }
+    static inline int alive = 0;
+    kiv::RefPtr<Link> next;
+
+protected:
+    ~Link() override { --alive; }
+};
+
 const bool kCounted = kiv::Registration::Class<Counted>("object_test::Counted")
                           .Property("ratio", &Counted::ratio)
                           .Creatable();
@@ -44,6 +55,18 @@ TEST(ObjectTest, LivesFromItsMakerToTheLastReference) {
     }
     { const RefPtr<Counted> bare = MakeRefCounted<Counted>(nullptr); }
     EXPECT_EQ(Counted::alive, 0);
+}
+
+TEST(ObjectTest, ChainOfAnyLengthIsLetGo) {
+    RefPtr<object_test::Link> head;
+    for (int i = 0; i < 1'000'000; ++i) {
+        RefPtr<object_test::Link> link = MakeRefCounted<object_test::Link>();
+        link->next = std::move(head);
+        head = std::move(link);
+    }
+    EXPECT_EQ(object_test::Link::alive, 1'000'000);
+    head.reset();
+    EXPECT_EQ(object_test::Link::alive, 0);
 }
 
 TEST(ObjectTest, KnowsItsTypeAndBases) {

@@ -115,8 +115,14 @@ StackBounds BoundsBelow(std::uintptr_t frame) {
 struct KnownStacks {
     bool asked = false;
     StackBounds own;
-    StackBounds other;  // of the last stack that was not the thread's own
+    StackBounds other;            // of the last stack that was not the thread's own,
+    std::uintptr_t asked_at = 0;  // and the frame for which it was looked up
 };
+
+// A stack that was given back may have another in its place, with a guard page where there was
+// room. What is known of such a stack holds for frames near the one that asked, since less than
+// this is left in reserve.
+constexpr std::size_t kNear = kReserve / 4;
 
 constinit thread_local KnownStacks known_stacks;
 
@@ -134,8 +140,12 @@ bool HasStackRoom() {
         if (known.own.Contains(frame))
             return known.own.HasRoomBelow(frame);
     }
-    if (!known.other.Contains(frame))
+    const std::size_t distance =
+        frame > known.asked_at ? frame - known.asked_at : known.asked_at - frame;
+    if (!known.other.Contains(frame) || distance > kNear) {
         known.other = BoundsBelow(frame);
+        known.asked_at = frame;
+    }
     return known.other.HasRoomBelow(frame);
 }
 

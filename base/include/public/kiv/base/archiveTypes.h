@@ -2,7 +2,8 @@
 // library does.
 //
 // A `Value` is stored as "type", the raw name of what it holds, and "value", the datum. To let a
-// class of your own travel in a `Value`, tell how its fields are stored and register it once:
+// class of your own travel in a `Value`, which takes what can be copied, compared and made from
+// nothing, tell how its fields are stored and register it once:
 //
 //     template <> struct kiv::ArchiveSerializer<Range> {
 //         static void Serialize(kiv::Archive& archive, Range& range) {

@@ -35,6 +35,11 @@ public:
 protected:
     friend class RefCountedThreadSafe<TypedObject>;
 
+    /// Deletes the object, at once or, where the stack has no room for another destructor within
+    /// those that are running, when the outermost of them is through: a chain of objects may be of
+    /// any length.
+    static void _DestroyUnreferenced(const TypedObject* object) noexcept;
+
     TypedObject() = default;
     virtual ~TypedObject();
 };

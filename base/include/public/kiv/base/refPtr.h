@@ -54,12 +54,17 @@ static_assert(sizeof(RefCountedThreadSafeBase) == sizeof(uint32));
 }  // namespace detail
 
 /// The base of a counted class `T`. The last release deletes the object as a `T`; whether that
-/// reaches a derived class is for the destructor of `T` to say.
+/// reaches a derived class is for the destructor of `T` to say. A `T` with a static operation
+/// `_DestroyUnreferenced(const T*)` is handed to that instead.
 template <class T>
 class RefCountedThreadSafe : public detail::RefCountedThreadSafeBase {
 public:
     void Release() const {
-        if (_DropRef())
+        if (!_DropRef())
+            return;
+        if constexpr (requires(const T* object) { T::_DestroyUnreferenced(object); })
+            T::_DestroyUnreferenced(static_cast<const T*>(this));
+        else
             delete static_cast<const T*>(this);
     }
 
