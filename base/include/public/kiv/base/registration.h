@@ -508,6 +508,8 @@ private:
     StringView name_;
 };
 
+static_assert(sizeof(RegistrationName) == sizeof(StringView));
+
 }  // namespace detail
 
 class Registration {

@@ -2,8 +2,7 @@
 // is comparing two pointers.
 //
 //     Type type = Type::Find("Sample");
-//     if (type != Type()) RefPtr<Object> sample =
-//     type.CreateInstance(&status).Get<RefPtr<Object>>();
+//     RefPtr<Object> sample = type.CreateInstance(&status).Get<RefPtr<Object>>();
 //
 // A default `Type` is the type "Any", which stands for the absence of a type; queries answer with
 // it when nothing is found, and every operation on it is defined. A type has two names: the raw

@@ -3,8 +3,9 @@
 //     Value value(5);
 //     Status status;
 //     int count = value.Get<int>(&status);      // 5
-//     value.Get<double>(&status);               // 0.0, and Status::InvalidCast: nothing is
-//     converted
+//     value.Get<double>(&status);               // 0.0 and Status::InvalidCast
+//
+// Nothing is converted, numbers included.
 //
 // Plain data of up to eight bytes lies inside; everything else lies in a shared block that never
 // changes, so that copying a `Value` never copies a payload. Which types it takes says the concept
