@@ -54,7 +54,7 @@ TEST(JsonFormatTest, WorkedDocumentIsWrittenAndRead) {
     tree->rings = 40;
     tree->beside = other;
     other->rings = 12;
-    other->place = Vector2f(1.5f, 0);
+    other->place = Vector2f{1.5f, 0};
     other->beside = tree;
     JsonSerializer serializer({});
 
@@ -69,7 +69,7 @@ TEST(JsonFormatTest, WorkedDocumentIsWrittenAndRead) {
     const auto& copy = static_cast<const Tree&>(*read);
     EXPECT_EQ(copy.rings, 40);
     ASSERT_TRUE(copy.beside);
-    EXPECT_EQ(copy.beside->place, Vector2f(1.5f, 0));
+    EXPECT_EQ(copy.beside->place, (Vector2f{1.5f, 0}));
     EXPECT_EQ(copy.beside->beside, read);
     copy.beside->beside = nullptr;
 }
