@@ -24,7 +24,12 @@ using testing::SampleNode;
 using testing::SampleScript;
 
 constexpr int kEndless = 300000;
+#if defined(__SANITIZE_THREAD__)
+// The thread sanitizer keeps its own data of a thread on the stack, and its frames are larger.
+constexpr std::size_t kSmallStack = 1024 * 1024;
+#else
 constexpr std::size_t kSmallStack = 256 * 1024;
+#endif
 constexpr int kFitsASmallStack = 8;
 
 // The document of a ring of objects that read nothing but a reference.
