@@ -18,6 +18,10 @@ struct Destruction {
 
 constinit thread_local Destruction destruction;
 
+// So many run within one another before the next one waits: a long chain then needs little stack,
+// and leaves no deep traces to tools that record them.
+constexpr unsigned int kDeepest = 256;
+
 /// False if there is no memory for the list either.
 bool PutOff(const TypedObject* object) noexcept {
     try {
@@ -34,7 +38,8 @@ bool PutOff(const TypedObject* object) noexcept {
 
 void TypedObject::_DestroyUnreferenced(const TypedObject* object) noexcept {
     Destruction& state = destruction;
-    if (state.depth > 0 && !internal::HasStackRoom() && PutOff(object))
+    const bool waits = state.depth >= kDeepest || (state.depth > 0 && !internal::HasStackRoom());
+    if (waits && PutOff(object))
         return;
     ++state.depth;
     delete object;
