@@ -1,6 +1,5 @@
 // Sequences of ints. A std::vector shares nothing, so its copy is the copy that the others put off.
 #include <QList>
-#include <QVector>
 #include <vector>
 
 #include "bench.h"
@@ -56,6 +55,5 @@ void Detach(benchmark::State& state) {
 KIV_BENCH_SEQUENCE(kiv::Array<int>, "kiv");
 KIV_BENCH_SEQUENCE(std::vector<int>, "std::vector");
 KIV_BENCH_SEQUENCE(QList<int>, "QList");
-KIV_BENCH_SEQUENCE(QVector<int>, "QVector");
 
 }  // namespace

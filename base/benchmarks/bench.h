@@ -1,7 +1,7 @@
 // What every file of benchmarks shares. A file `array_bench.cpp` is a program of its own, named in
 // CMakeLists.txt with the peers that it links:
 //
-//     kiv_add_benchmark(array Qt5::Core)
+//     kiv_add_benchmark(array Qt6::Core)
 //
 // A benchmark is named "row/candidate": ours is the candidate `kiv`, one whose name begins with
 // `limit` is what the work costs without any library, and all others are peers.

@@ -128,7 +128,7 @@ struct Kiv {
 struct Qt {
     static constexpr char kTypeName[] = "Sample";
 
-    static void Find(const char* name) { Keep(QMetaType::type(name)); }
+    static void Find(const char* name) { Keep(QMetaType::fromName(name)); }
     int Get(const char* name) const { return object->property(name).value<int>(); }
     void Set(const char* name, int value) { object->setProperty(name, value); }
 
