@@ -30,18 +30,20 @@ namespace kiv {
 
 namespace detail {
 
+// Without a loop, since only then do compilers see the one instruction in it.
+template <class T, std::size_t... I>
+constexpr T SwapBytes(T value, std::index_sequence<I...>) noexcept {
+    return static_cast<T>((((value >> 8 * I & T{0xFF}) << 8 * (sizeof(T) - 1 - I)) | ...));
+}
+
 /// From the order of the machine to the most significant byte first, and back.
 template <class T>
 constexpr T BigEndian(T value) noexcept {
     static_assert(std::is_unsigned_v<T>);
-    if constexpr (sizeof(T) == 1 || std::endian::native == std::endian::big) {
+    if constexpr (std::endian::native == std::endian::big)
         return value;
-    } else {
-        T swapped = 0;
-        for (std::size_t i = 0; i < sizeof(T); ++i)
-            swapped = static_cast<T>(swapped << 8 | (value >> 8 * i & 0xFF));
-        return swapped;
-    }
+    else
+        return SwapBytes(value, std::make_index_sequence<sizeof(T)>());
 }
 
 }  // namespace detail
