@@ -74,10 +74,6 @@ PropertyFlags PropertyInfo::GetFlags() const {
     return impl_ ? impl_->flags_ : PropertyFlags::None;
 }
 
-int PropertyInfo::GetOffsetof() const {
-    return impl_ ? impl_->offset_ : -1;
-}
-
 PropertyOptions PropertyInfo::GetOptions() const {
     return impl_ ? impl_->options_ : PropertyOptions();
 }

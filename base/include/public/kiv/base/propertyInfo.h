@@ -31,6 +31,7 @@ namespace kiv {
 class Enum;
 class Object;
 class TypeRegistry;
+class UntypedProperty;
 
 /// What can be done with a property.
 enum class PropertyFlags : uint32 {
@@ -126,7 +127,7 @@ public:
     Type GetType() const;
     PropertyFlags GetFlags() const;
     /// Of the member in the object, in bytes; -1 if there is no plain member.
-    int GetOffsetof() const;
+    int GetOffsetof() const { return impl_ ? impl_->offset_ : -1; }
     PropertyOptions GetOptions() const;
     Enum GetEnum() const;
     bool IsEnum() const;
@@ -150,6 +151,7 @@ public:
 
 private:
     friend class TypeRegistry;
+    friend class UntypedProperty;
 
     PropertyInfoImpl* impl_ = nullptr;
 };
