@@ -10,8 +10,14 @@
 #include <vector>
 
 #include "kiv/base/integers.h"
+#include "kiv/base/object.h"
 
 namespace kiv::internal {
+
+/// What tells an object apart in every stored form: its address, and 0 for null.
+inline uint64 IdOf(const Object* object) {
+    return reinterpret_cast<std::uintptr_t>(object);
+}
 
 /// `T` is default-constructible and movable. A value stays where it is until the next
 /// insertion.

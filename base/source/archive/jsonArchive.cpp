@@ -3,12 +3,10 @@
 #include <cinttypes>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "archive/jsonArchiveState.h"
 #include "archive/jsonDisplay.h"
 #include "archive/nesting.h"
-#include "archive/referenceCutter.h"
 #include "kiv/base/logging.h"
 #include "kiv/base/type.h"
 
@@ -88,46 +86,36 @@ void JsonArchive::CreateObjectByID(uint64 id) {
         return;
     }
     // Entered before it is filled, so that a reference back to it from inside finds it.
-    const RefPtr<Object> object = type.CreateInstance().Get<RefPtr<Object>>();
-    mapped->object = object;
+    RefPtr<Object> object = type.CreateInstance().Get<RefPtr<Object>>();
+    mapped->object = object.get();
     mapped->created = true;
     if (!object) {
         baseLogger2.log(LogLevel::Error, kTag, "Object type %s can't be created.",
                         typeName.c_str());
         return;
     }
-    _FillObject(id, *object, *mapped->entry);
+    _FillObject(id, std::move(object), *mapped->entry);
 }
 
-void JsonArchive::_FillObject(uint64 id, Object& object, const rapidjson::Value& entry) {
-    State& state = *state_;
-    state.unfinished_objects.push_back(id);
-    ++state.filling;
-    const std::size_t outer = state.reader.EnterContents(entry);
-    try {
-        object << *this;
-    } catch (...) {
-        state.reader.LeaveContents(outer);
-        if (--state.filling == 0)
-            _DropUnfinishedObjects();
-        throw;
-    }
-    state.reader.LeaveContents(outer);
-    if (--state.filling == 0)
-        state.unfinished_objects.clear();
-}
-
-// They may refer to one another, also in circles.
-void JsonArchive::_DropUnfinishedObjects() {
-    std::vector<RefPtr<Object>> dropped;
-    for (const uint64 id : state_->unfinished_objects) {
-        internal::MappedObject& mapped = *state_->reader.FindObject(id);
-        dropped.push_back(std::exchange(mapped.object, nullptr));
+void JsonArchive::_FillObject(uint64 id, RefPtr<Object> object, const rapidjson::Value& entry) {
+    internal::JsonReader& reader = state_->reader;
+    Object& filled = *object;
+    const auto fill = [&] {
+        const std::size_t outer = reader.EnterContents(entry);
+        try {
+            filled << *this;
+        } catch (...) {
+            reader.LeaveContents(outer);
+            throw;
+        }
+        reader.LeaveContents(outer);
+    };
+    const auto forget = [&reader](uint64 dropped, Object*) {
+        internal::MappedObject& mapped = *reader.FindObject(dropped);
+        mapped.object = nullptr;
         mapped.created = false;
-    }
-    for (const RefPtr<Object>& object : dropped)
-        internal::CutReferences(*object);
-    state_->unfinished_objects.clear();
+    };
+    state_->read_objects.Read(id, std::move(object), fill, forget);
 }
 
 void JsonArchive::AppendToDocument(rapidjson::Document& document, const std::string& key) const {

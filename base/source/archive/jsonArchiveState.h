@@ -2,11 +2,10 @@
 #ifndef KIV_BASE_ARCHIVE_JSON_ARCHIVE_STATE_H_
 #define KIV_BASE_ARCHIVE_JSON_ARCHIVE_STATE_H_
 
-#include <vector>
-
 #include "archive/idMap.h"
 #include "archive/jsonReader.h"
 #include "archive/jsonWriter.h"
+#include "archive/readObjects.h"
 #include "kiv/base/jsonArchive.h"
 
 namespace kiv {
@@ -20,9 +19,7 @@ struct JsonArchive::State {
     internal::IdMap<RefPtr<Object>> written_objects;
 
     internal::JsonReader reader;
-    // The objects that were made since the outermost one of those that are being filled.
-    std::vector<uint64> unfinished_objects;
-    unsigned int filling = 0;
+    internal::ReadObjects read_objects;
 };
 
 }  // namespace kiv

@@ -18,7 +18,6 @@
 #include "archive/jsonText.h"
 #include "kiv/base/integers.h"
 #include "kiv/base/object.h"
-#include "kiv/base/refPtr.h"
 #include "kiv/base/stringView.h"
 
 namespace kiv::internal {
@@ -36,7 +35,7 @@ JsonNode CopyNode(const JsonNode& node, rapidjson::Document::AllocatorType& allo
 struct MappedObject {
     const JsonNode* entry = nullptr;  // null if it stands in no map, or no longer
     bool created = false;             // or found impossible to create, if there is no object
-    RefPtr<Object> object{};
+    Object* object = nullptr;         // kept alive by the archive
 };
 
 class JsonReader {

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "archive/frontEnd.h"
 #include "kiv/base/archiveTypes.h"
 #include "kiv/base/jsonArchive.h"
 #include "kiv/base/logging.h"
@@ -12,12 +13,6 @@ namespace kiv {
 namespace {
 
 constexpr char kTag[] = "JsonSerializer";
-constexpr char kRootName[] = "Object";
-
-void Report(Status* status, const Status& result) {
-    if (status)
-        *status = result;
-}
 
 }  // namespace
 
@@ -30,7 +25,7 @@ Status JsonSerializer::Serialize(const RefPtr<Object>& object) {
     try {
         JsonOutputArchive archive(options);
         RefPtr<Object> root = object;
-        archive.Serialize<Object>(kRootName, root);
+        archive.Serialize<Object>(internal::kRootName, root);
         archive.ToString(serializeString);
         return Status::Success;
     } catch (const std::exception& error) {
@@ -44,12 +39,12 @@ RefPtr<Object> JsonSerializer::Deserialize(const StringView&, Status* status) {
         JsonInputArchive archive(options);
         archive.FromString(serializeString);
         RefPtr<Object> root;
-        archive.Serialize<Object>(kRootName, root);
+        archive.Serialize<Object>(internal::kRootName, root);
         return root;
     } catch (const std::exception& error) {
         baseLogger2.log(LogLevel::Error, kTag, "Deserialize failed: %s, serialize string: %s",
                         error.what(), serializeString.c_str());
-        Report(status, Status::Failure);
+        internal::Report(status, Status::Failure);
         return nullptr;
     }
 }
@@ -71,11 +66,11 @@ void JsonSerializer::SetSimpleSerializeString(const std::string& json) {
 std::string JsonSerializer::GetDisplayString(const RefPtr<Object>& object, Status* status) {
     try {
         std::string text = _DisplayMembers(object);
-        Report(status, Status::Success);
+        internal::Report(status, Status::Success);
         return text;
     } catch (const std::exception& error) {
         baseLogger2.log(LogLevel::Error, kTag, "GetDisplayString failed: %s", error.what());
-        Report(status, Status::Failure);
+        internal::Report(status, Status::Failure);
         return std::string();
     }
 }
@@ -85,11 +80,11 @@ std::string JsonSerializer::GetDisplayString(Value& value, Status* status, bool 
         JsonOutputArchive archive(options);
         archive.Serialize<Value>("Display", value);
         std::string text = archive.GetDisplayJson("Display", full ? "" : "value");
-        Report(status, Status::Success);
+        internal::Report(status, Status::Success);
         return text;
     } catch (const std::exception& error) {
         baseLogger2.log(LogLevel::Error, kTag, "GetDisplayString failed: %s", error.what());
-        Report(status, Status::Failure);
+        internal::Report(status, Status::Failure);
         return std::string();
     }
 }
@@ -98,10 +93,10 @@ void JsonSerializer::SerializeToDisplay(const RefPtr<Object>& object, std::strin
                                         Status* status) {
     try {
         out = _DisplayMembers(object);
-        Report(status, Status::Success);
+        internal::Report(status, Status::Success);
     } catch (const std::exception& error) {
         baseLogger2.log(LogLevel::Error, kTag, "SerializeToDisplay failed: %s", error.what());
-        Report(status, Status::Failure);
+        internal::Report(status, Status::Failure);
     }
 }
 

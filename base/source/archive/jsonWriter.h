@@ -17,17 +17,13 @@
 #include <string_view>
 #include <vector>
 
+#include "archive/idMap.h"
 #include "archive/jsonText.h"
 #include "kiv/base/integers.h"
 #include "kiv/base/object.h"
 #include "kiv/base/stringView.h"
 
 namespace kiv::internal {
-
-/// What an object is told apart by in the document.
-inline uint64 IdOf(const Object* object) {
-    return reinterpret_cast<std::uintptr_t>(object);
-}
 
 /// The node that stands where an object is referred to, or null for null.
 void AppendReference(JsonText& text, const Object* object);

@@ -123,7 +123,8 @@ public:
     virtual Archive& SerializeObject(const StringView& name, RefPtr<Object>& value) = 0;
     virtual Archive& SerializeObjectArray(const StringView& name,
                                           Array<WeakPtr<Object>>& value) = 0;
-    /// Reading appends to what the array holds.
+    /// Reading appends to what the array holds in a keyed form, and replaces it in a positional
+    /// one: pass an empty array.
     virtual Archive& SerializeObjectArray(const StringView& name, Array<RefPtr<Object>>& value) = 0;
 
     /// Opens the nested scope `name`. False means that it isn't there and nothing was opened; each

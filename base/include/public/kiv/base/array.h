@@ -165,6 +165,10 @@ public:
         Array(first, last).swap(*this);
     }
     void assign(uint64 count, const T& value) { Array(count, value).swap(*this); }
+    /// Replaces the contents by `count` elements that `fill(T*)` writes and that nobody made
+    /// before, for a `T` that is copied as bytes. Not called for a count of 0.
+    template <class Fill>
+    void _Overwrite(uint64 count, Fill&& fill);
 
     /// Two arrays on one buffer are equal even when an element, such as a NaN, is not equal to
     /// itself.
@@ -211,6 +215,11 @@ private:
         void Append(U&& value) {
             std::construct_at(data_ + size_, std::forward<U>(value));
             ++size_;
+        }
+        template <class Fill>
+        void Overwrite(uint64 count, Fill&& fill) {
+            fill(data_);
+            size_ = count;
         }
         uint64 Size() const { return size_; }
         T* Take() { return std::exchange(data_, nullptr); }
@@ -316,6 +325,17 @@ void Array<T>::__resize(uint64 count, Fill&& fill) {
         _MoveToNewBuffer(count, size_);
     std::uninitialized_fill_n(data_ + size_, count - size_, value);
     size_ = count;
+}
+
+template <class T>
+template <class Fill>
+void Array<T>::_Overwrite(uint64 count, Fill&& fill) {
+    static_assert(kCopiedAsBytes);
+    if (count == 0)
+        return clear();
+    _NewBuffer buffer(count);
+    buffer.Overwrite(count, std::forward<Fill>(fill));
+    _TakeOver(buffer);
 }
 
 template <class T>

@@ -61,8 +61,7 @@ private:
     friend class JsonOutputArchive;
     struct State;
 
-    void _FillObject(uint64 id, Object& object, const rapidjson::Value& entry);
-    void _DropUnfinishedObjects();
+    void _FillObject(uint64 id, RefPtr<Object> object, const rapidjson::Value& entry);
 
     std::unique_ptr<State> state_;
 };

@@ -1,0 +1,262 @@
+#include <cinttypes>
+#include <string>
+#include <utility>
+
+#include "archive/binaryCodec.h"
+#include "archive/idMap.h"
+#include "archive/nesting.h"
+#include "archive/readObjects.h"
+#include "kiv/base/annotatingArchive.h"
+#include "kiv/base/binaryArchive.h"
+#include "kiv/base/logging.h"
+#include "kiv/base/type.h"
+
+namespace kiv {
+namespace {
+
+constexpr char kObjectTag[] = "BinaryInputArchive::ReadObjectInternal";
+
+// The least room that an element takes in the stream.
+constexpr uint64 kSmallestString = sizeof(uint32);
+constexpr uint64 kSmallestRecord = internal::kRecordHeadSize;
+constexpr uint64 kSmallestElement = 1;  // of a list of which nothing else is known
+
+}  // namespace
+
+using internal::RecordTag;
+
+struct BinaryInputArchive::KnownObjects {
+    internal::ReadObjects objects;
+    internal::IdMap<Object*> by_id;  // of these, the last one of each id
+};
+
+BinaryInputArchive::BinaryInputArchive(const std::vector<unsigned char>& buffer,
+                                       const std::unordered_map<std::string, Value>& given)
+    : BinaryArchive(given), reader_(buffer), known_(std::make_unique<KnownObjects>()) {}
+
+BinaryInputArchive::~BinaryInputArchive() = default;
+
+bool BinaryInputArchive::IsRead() const {
+    return true;
+}
+
+uint64 BinaryInputArchive::_Offset() const {
+    return reader_.position();
+}
+
+// One message a pass: what is missed later follows from the first.
+void BinaryInputArchive::_ReportDamage(const char* what) {
+    if (std::exchange(is_damaged_, true))
+        return;
+    baseLogger2.log(LogLevel::Error, "BinaryInputArchive",
+                    "The stream is damaged: %s at offset %" PRIu64 ", with %" PRIu64 " bytes left",
+                    what, reader_.position(), reader_.remaining());
+}
+
+// The next so many bytes, which are stepped over; or null if there aren't so many.
+const unsigned char* BinaryInputArchive::_Take(uint64 size) {
+    StringView bytes;
+    if (!reader_.ReadStringView(&bytes, size)) {
+        _ReportDamage("it ends inside of a datum");
+        return nullptr;
+    }
+    return reinterpret_cast<const unsigned char*>(bytes.data());
+}
+
+// 0 for a count of elements that can't all be there.
+unsigned int BinaryInputArchive::_ReadCount(uint64 element_size) {
+    const unsigned char* const encoded = _Take(sizeof(uint32));
+    if (!encoded)
+        return 0;
+    const unsigned int count = internal::Decode<uint32>(encoded);
+    if (count > reader_.remaining() / element_size) {
+        _ReportDamage("a count is larger than what is left allows");
+        return 0;
+    }
+    return count;
+}
+
+template <class T>
+Archive& BinaryInputArchive::_ReadNumber(T& value) {
+    if (const unsigned char* const encoded = _Take(internal::kEncodedSize<T>))
+        value = internal::Decode<T>(encoded);
+    return *this;
+}
+
+void BinaryInputArchive::_ReadString(std::string& value) {
+    const unsigned int size = _ReadCount(1);
+    value.assign(reinterpret_cast<const char*>(_Take(size)), size);
+}
+
+template <class List>
+Archive& BinaryInputArchive::_ReadNumbers(List& values) {
+    constexpr uint64 kSize = internal::kEncodedSize<typename List::value_type>;
+    const unsigned int count = _ReadCount(kSize);
+    internal::DecodeAll(_Take(count * kSize), count, values);
+    return *this;
+}
+
+template <class List>
+Archive& BinaryInputArchive::_ReadStrings(List& values) {
+    const unsigned int count = _ReadCount(kSmallestString);
+    values.clear();
+    values.resize(count);
+    for (std::string& value : values)
+        _ReadString(value);
+    return *this;
+}
+
+#define KIV_READ_NUMBER(Type, Name)                                                \
+    Archive& BinaryInputArchive::Serialize##Name(const StringView&, Type& value) { \
+        return _ReadNumber(value);                                                 \
+    }
+KIV_READ_NUMBER(bool, Bool)
+KIV_FOR_EACH_ARCHIVE_NUMBER(KIV_READ_NUMBER)
+#undef KIV_READ_NUMBER
+
+Archive& BinaryInputArchive::SerializeString(const StringView&, std::string& value) {
+    _ReadString(value);
+    return *this;
+}
+
+#define KIV_READ_LIST(List, Name, Read)                                                   \
+    Archive& BinaryInputArchive::Serialize##Name##Array(const StringView&, List& value) { \
+        return Read(value);                                                               \
+    }
+#define KIV_READ_LISTS(Type, Name)                 \
+    KIV_READ_LIST(Array<Type>, Name, _ReadNumbers) \
+    KIV_READ_LIST(std::vector<Type>, Name, _ReadNumbers)
+KIV_READ_LIST(std::vector<bool>, Bool, _ReadNumbers)
+KIV_FOR_EACH_ARCHIVE_NUMBER(KIV_READ_LISTS)
+KIV_READ_LIST(Array<std::string>, String, _ReadStrings)
+KIV_READ_LIST(std::vector<std::string>, String, _ReadStrings)
+#undef KIV_READ_LISTS
+#undef KIV_READ_LIST
+
+// Weak references aren't restored: nothing would keep alive what only they refer to.
+Archive& BinaryInputArchive::SerializeObject(const StringView&, WeakPtr<Object>&) {
+    ReadObject();
+    return *this;
+}
+
+Archive& BinaryInputArchive::SerializeObject(const StringView&, RefPtr<Object>& value) {
+    value = ReadObject();
+    return *this;
+}
+
+Archive& BinaryInputArchive::SerializeObjectArray(const StringView&, Array<WeakPtr<Object>>&) {
+    for (unsigned int count = _ReadObjectCount(); count > 0; --count)
+        ReadObject();
+    return *this;
+}
+
+Archive& BinaryInputArchive::SerializeObjectArray(const StringView&, Array<RefPtr<Object>>& value) {
+    const unsigned int count = _ReadObjectCount();
+    // Aside, since the contents of an object may look at the list that it stands in.
+    Array<RefPtr<Object>> objects;
+    objects.reserve(count);
+    for (unsigned int i = 0; i < count; ++i)
+        objects.emplace_back(ReadObject());
+    value.swap(objects);
+    return *this;
+}
+
+unsigned int BinaryInputArchive::_ReadObjectCount() {
+    const uint64 start = reader_.position();
+    const unsigned int count = _ReadCount(kSmallestRecord);
+    if (annotator_)
+        annotator_->_OnObjectCount(start, count);
+    return count;
+}
+
+RefPtr<Object> BinaryInputArchive::ReadObject() {
+    const uint64 start = reader_.position();
+    const unsigned char* const head = _Take(internal::kRecordHeadSize);
+    if (!head)
+        return nullptr;
+    const RecordTag tag{head[0]};
+    const uint64 id = internal::Decode<uint64>(head + 1);
+    if (tag == RecordTag::kFull)
+        return ReadObjectInternal(id);
+    if (annotator_)
+        annotator_->_OnRecord(start, tag, id, StringView());
+    if (tag == RecordTag::kReference) {
+        Object* const* const object = known_->by_id.Find(id);
+        return RefPtr<Object>(object ? *object : nullptr);
+    }
+    if (tag != RecordTag::kNull)
+        baseLogger2.log(LogLevel::Error, "BinaryInputArchive::ReadObject",
+                        "Unknown object type: %d", head[0]);
+    return nullptr;
+}
+
+RefPtr<Object> BinaryInputArchive::ReadObjectInternal(uint64 id) {
+    internal::RequireRoomToNest();
+    const uint64 start = reader_.position() - internal::kRecordHeadSize;
+    const unsigned int name_size = _ReadCount(1);
+    const StringView type_name(reinterpret_cast<const char*>(_Take(name_size)), name_size);
+    uint32 size = 0;
+    _ReadNumber(size);
+    if (annotator_)
+        annotator_->_OnRecord(start, RecordTag::kFull, id, type_name);
+
+    const Type type = Type::Find(type_name);
+    if (type == Type()) {
+        baseLogger2.log(LogLevel::Error, kObjectTag,
+                        "Can't find object type: %s, size: %d, Please regester it.",
+                        std::string(type_name).c_str(), static_cast<int>(size));
+        _StepOver(size);
+        return nullptr;
+    }
+    RefPtr<Object> object = type.CreateInstance().Get<RefPtr<Object>>();
+    if (!object) {
+        baseLogger2.log(LogLevel::Error, kObjectTag, "Object type %s can't be created.",
+                        std::string(type_name).c_str());
+        _StepOver(size);
+        return nullptr;
+    }
+    // Entered before it is filled, so that a reference back to it from inside finds it.
+    known_->by_id.Insert(id) = object.get();
+    const char* const name = type_name.data();
+    baseLogger2.log(LogLevel::Debug, kObjectTag, "Start reading object. Type: %.*s, Size: %d",
+                    static_cast<int>(name_size), name, static_cast<int>(size));
+    known_->objects.Read(
+        id, object, [&] { *object << _ContentsArchive(); },
+        [this](uint64 dropped, Object* forgotten) {
+            Object*& known = *known_->by_id.Find(dropped);
+            if (known == forgotten)
+                known = nullptr;
+        });
+    baseLogger2.log(LogLevel::Debug, kObjectTag, "Finished reading object. Type: %.*s, Size: %d",
+                    static_cast<int>(name_size), name, static_cast<int>(size));
+    return object;
+}
+
+void BinaryInputArchive::_StepOver(uint64 size) {
+    const uint64 start = reader_.position();
+    if (!reader_.Consume(size))
+        return _ReportDamage("an object claims to be larger than what is left");
+    if (annotator_)
+        annotator_->_OnSteppedOver(start);
+}
+
+bool BinaryInputArchive::BeginObject(const StringView&) {
+    return true;
+}
+
+void BinaryInputArchive::EndObject(const StringView&) {}
+
+bool BinaryInputArchive::BeginArray(const StringView&, unsigned int& size) {
+    size = _ReadCount(kSmallestElement);
+    return true;
+}
+
+void BinaryInputArchive::EndArray(const StringView&) {}
+
+bool BinaryInputArchive::GetArrayElement(unsigned int) {
+    return true;
+}
+
+void BinaryInputArchive::ReleaseArrayElement() {}
+
+}  // namespace kiv
