@@ -14,27 +14,9 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include "kiv/base/array.h"
 #include "kiv/base/jsonSerializer.h"
-#include "kiv/base/object.h"
-#include "kiv/base/registration.h"
 #include "objectGraph.h"
-
-namespace kiv::bench {
-
-class Node : public Object {
-    KIV_OBJECT(Node, Object)
-
-public:
-    int index = 0;
-    double weight = 0;
-    std::string name;
-    RefPtr<Node> parent;
-    RefPtr<Node> content;
-    Array<RefPtr<Node>> children;
-};
-
-}  // namespace kiv::bench
+#include "reflectedNode.h"
 
 namespace {
 
@@ -42,15 +24,6 @@ using kiv::bench::Node;
 using kiv::bench::PlainNode;
 using kiv::bench::ReadGraph;
 using kiv::bench::WriteGraph;
-
-const bool registered = kiv::Registration::Class<Node>("Node")
-                            .Property("index", &Node::index)
-                            .Property("weight", &Node::weight)
-                            .Property("name", &Node::name)
-                            .Property("parent", &Node::parent)
-                            .Property("content", &Node::content)
-                            .Property("children", &Node::children)
-                            .Creatable();
 
 class Kiv {
 public:

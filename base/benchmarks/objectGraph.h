@@ -1,18 +1,17 @@
-// The graph that the archives are measured with: 10,000 objects, shared and cyclic. A root owns 99
-// groups of 99 entries each; all of them refer back to their parent, and the entries of a group
-// share one content.
+// The graph that the archives are measured with: objects that are shared and refer to each other in
+// cycles. A root owns groups of entries; all of them refer back to their parent, and the entries of
+// a group share one content.
 //
 // `Pointer` is a counted pointer to a node with the members of `PlainNode`. A format, which
 // `WriteGraph` and `ReadGraph` measure, is a class with such a `Pointer` and with
 //
 //     static Pointer Make();
 //     void Write(const Pointer& root);         // keeps the text
-//     std::string text();                      // what the last Write kept
+//     std::string text();                      // what the last Write kept; or bytes of any type
 //     Pointer Read(const std::string& text);
 #ifndef KIV_BASE_BENCHMARKS_OBJECTGRAPH_H_
 #define KIV_BASE_BENCHMARKS_OBJECTGRAPH_H_
 
-#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,12 +30,19 @@ struct PlainNode {
     std::vector<std::shared_ptr<PlainNode>> children;
 };
 
-inline constexpr int kGroups = 99;
-inline constexpr std::size_t kObjects = 1 + kGroups + kGroups + kGroups * kGroups;
-static_assert(kObjects == 10'000);
+/// What a graph is made of besides its root.
+struct GraphSize {
+    int groups;
+    int entries;  // of each group
+    constexpr int objects() const { return 1 + groups * (2 + entries); }
+};
+
+inline constexpr GraphSize kTenThousand{99, 99};
+inline constexpr GraphSize kHundredThousand{369, 269};
+static_assert(kTenThousand.objects() == 10'000 && kHundredThousand.objects() == 100'000);
 
 template <class Pointer, class Make>
-Pointer MakeGraph(Make make) {
+Pointer MakeGraph(GraphSize size, Make make) {
     int made = 0;
     const auto add = [&](const Pointer& parent) {
         Pointer node = make();
@@ -48,11 +54,11 @@ Pointer MakeGraph(Make make) {
         return node;
     };
     const Pointer root = add(Pointer());
-    for (int i = 0; i < kGroups; ++i) {
+    for (int i = 0; i < size.groups; ++i) {
         const Pointer group = add(root);
         group->content = add(Pointer());
         root->children.emplace_back(group);
-        for (int j = 0; j < kGroups; ++j) {
+        for (int j = 0; j < size.entries; ++j) {
             const Pointer entry = add(group);
             entry->content = group->content;
             group->children.emplace_back(entry);
@@ -63,7 +69,7 @@ Pointer MakeGraph(Make make) {
 
 /// True if the graph is what `MakeGraph` made.
 template <class Pointer>
-bool IsWhole(const Pointer& root) {
+bool IsWhole(GraphSize size, const Pointer& root) {
     int seen = 0;
     const auto is_next = [&](const Pointer& node, const Pointer& parent) {
         const int index = seen++;
@@ -80,7 +86,7 @@ bool IsWhole(const Pointer& root) {
                 return false;
         }
     }
-    return seen == static_cast<int>(kObjects);
+    return seen == size.objects();
 }
 
 /// Cuts the cycles, so that the graph goes with its root.
@@ -110,29 +116,29 @@ private:
     Pointer root_;
 };
 
-template <class Format>
+template <class Format, GraphSize size = kTenThousand>
 void WriteGraph(benchmark::State& state) {
     using Pointer = typename Format::Pointer;
-    const Graph<Pointer> graph(MakeGraph<Pointer>(&Format::Make));
+    const Graph<Pointer> graph(MakeGraph<Pointer>(size, &Format::Make));
     Format format;
     for (auto _ : state)
         format.Write(graph.root());
     const Graph<Pointer> copy(format.Read(format.text()));
-    if (!IsWhole(copy.root()))
+    if (!IsWhole(size, copy.root()))
         state.SkipWithError("what was written does not read back");
 }
 
-template <class Format>
+template <class Format, GraphSize size = kTenThousand>
 void ReadGraph(benchmark::State& state) {
     using Pointer = typename Format::Pointer;
-    const Graph<Pointer> graph(MakeGraph<Pointer>(&Format::Make));
+    const Graph<Pointer> graph(MakeGraph<Pointer>(size, &Format::Make));
     Format format;
     format.Write(graph.root());
-    const std::string text = format.text();
+    const auto text = format.text();
     for (auto _ : state) {
         auto copy = std::make_unique<Graph<Pointer>>(format.Read(text));
         state.PauseTiming();
-        if (!IsWhole(copy->root()))
+        if (!IsWhole(size, copy->root()))
             state.SkipWithError("the objects are not those that were written");
         copy.reset();
         state.ResumeTiming();

@@ -1,0 +1,272 @@
+// Writes a graph of objects as bytes and reads it back. cereal and Boost.Serialization follow
+// pointers as we do. QDataStream and protobuf know none: their nodes name each other by number.
+
+#include <QByteArray>
+#include <QDataStream>
+#include <QIODevice>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include <boost/archive/binary_iarchive.hpp>
+#include <boost/archive/binary_oarchive.hpp>
+#include <boost/serialization/shared_ptr.hpp>
+#include <boost/serialization/string.hpp>
+#include <boost/serialization/vector.hpp>
+#include <cereal/archives/binary.hpp>
+#include <cereal/types/memory.hpp>
+#include <cereal/types/string.hpp>
+#include <cereal/types/vector.hpp>
+
+#include "kiv/base/binarySerializer.h"
+#include "memoryStream.h"
+#include "messages.pb.h"
+#include "objectGraph.h"
+#include "reflectedNode.h"
+
+namespace kiv::bench {
+
+template <class Archive>
+void serialize(Archive& archive, PlainNode& node) {
+    archive(node.index, node.weight, node.name, node.parent, node.content, node.children);
+}
+
+}  // namespace kiv::bench
+
+namespace boost::serialization {
+
+template <class Archive>
+void serialize(Archive& archive, kiv::bench::PlainNode& node, unsigned) {
+    const auto members = [&archive](auto&... member) { (archive & ... & member); };
+    members(node.index, node.weight, node.name, node.parent, node.content, node.children);
+}
+
+}  // namespace boost::serialization
+
+// A class without a version, as all others write theirs.
+BOOST_CLASS_IMPLEMENTATION(kiv::bench::PlainNode, boost::serialization::object_serializable)
+
+namespace {
+
+using kiv::bench::kHundredThousand;
+using kiv::bench::MemoryReader;
+using kiv::bench::MemoryWriter;
+using kiv::bench::Node;
+using kiv::bench::PlainNode;
+using kiv::bench::ReadGraph;
+using kiv::bench::WriteGraph;
+
+class Kiv {
+public:
+    using Pointer = kiv::RefPtr<Node>;
+
+    static Pointer Make() { return kiv::MakeRefCounted<Node>(); }
+    void Write(const Pointer& root) { serializer_.Serialize(root); }
+    const std::vector<unsigned char>& text() const { return serializer_.GetBuffer(); }
+    Pointer Read(const std::vector<unsigned char>& bytes) {
+        serializer_.SetBuffer(bytes);
+        const kiv::RefPtr<kiv::Object> root = serializer_.Deserialize("Node", nullptr);
+        return Pointer(static_cast<Node*>(root.get()));
+    }
+
+private:
+    kiv::BinarySerializer serializer_{{}};
+};
+
+struct PlainGraph {
+    using Pointer = std::shared_ptr<PlainNode>;
+    static Pointer Make() { return std::make_shared<PlainNode>(); }
+};
+
+class Cereal : public PlainGraph {
+public:
+    void Write(const Pointer& root) {
+        MemoryWriter buffer(bytes_);
+        std::ostream stream(&buffer);
+        cereal::BinaryOutputArchive archive(stream);
+        archive(root);
+    }
+
+    const std::string& text() const { return bytes_; }
+
+    Pointer Read(const std::string& bytes) {
+        MemoryReader buffer(bytes);
+        std::istream stream(&buffer);
+        cereal::BinaryInputArchive archive(stream);
+        Pointer root;
+        archive(root);
+        return root;
+    }
+
+private:
+    std::string bytes_;
+};
+
+class Boost : public PlainGraph {
+public:
+    void Write(const Pointer& root) {
+        MemoryWriter buffer(bytes_);
+        boost::archive::binary_oarchive archive(buffer, kFlags);
+        archive << root;
+    }
+
+    const std::string& text() const { return bytes_; }
+
+    Pointer Read(const std::string& bytes) {
+        MemoryReader buffer(bytes);
+        boost::archive::binary_iarchive archive(buffer, kFlags);
+        Pointer root;
+        archive >> root;
+        return root;
+    }
+
+private:
+    static constexpr unsigned kFlags = boost::archive::no_header | boost::archive::no_codecvt;
+    std::string bytes_;
+};
+
+// Numbers nodes from 1 as they are met. A loop over the list that numbers what each node refers to
+// meets them all, and a reader that goes the same way learns of each number in turn.
+class NumberedNodes {
+public:
+    explicit NumberedNodes(const PlainNode* root) { NumberOf(root); }
+
+    std::uint32_t NumberOf(const PlainNode* node) {
+        if (!node)
+            return 0;
+        const auto [place, is_new] = numbers_.try_emplace(node, numbers_.size() + 1);
+        if (is_new)
+            nodes_.push_back(node);
+        return place->second;
+    }
+    std::uint32_t NumberOf(const PlainGraph::Pointer& node) { return NumberOf(node.get()); }
+
+    std::size_t size() const { return nodes_.size(); }
+    const PlainNode& operator[](std::size_t place) const { return *nodes_[place]; }
+
+private:
+    std::vector<const PlainNode*> nodes_;
+    std::unordered_map<const PlainNode*, std::uint32_t> numbers_;
+};
+
+class Qt : public PlainGraph {
+public:
+    void Write(const Pointer& root) {
+        QDataStream stream(&bytes_, QIODevice::WriteOnly);
+        NumberedNodes nodes(root.get());
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            const PlainNode& node = nodes[i];
+            stream << node.index << node.weight;
+            stream.writeBytes(node.name.data(), static_cast<uint>(node.name.size()));
+            stream << nodes.NumberOf(node.parent) << nodes.NumberOf(node.content);
+            stream << static_cast<quint32>(node.children.size());
+            for (const Pointer& child : node.children)
+                stream << nodes.NumberOf(child);
+        }
+    }
+
+    const QByteArray& text() const { return bytes_; }
+
+    Pointer Read(const QByteArray& bytes) {
+        QDataStream stream(bytes);
+        const auto read_number = [&stream] {
+            quint32 number = 0;
+            stream >> number;
+            return number;
+        };
+        std::vector<Pointer> nodes{Make()};
+        const auto read_node = [&] {
+            const quint32 number = read_number();
+            if (number == 0)
+                return Pointer();
+            if (number > nodes.size())
+                nodes.push_back(Make());
+            return nodes[number - 1];
+        };
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            PlainNode& node = *nodes[i];
+            stream >> node.index >> node.weight;
+            node.name.resize(read_number());
+            stream.readRawData(node.name.data(), static_cast<int>(node.name.size()));
+            node.parent = read_node();
+            node.content = read_node();
+            node.children.resize(read_number());
+            for (Pointer& child : node.children)
+                child = read_node();
+        }
+        return nodes.front();
+    }
+
+private:
+    QByteArray bytes_;
+};
+
+class Protobuf : public PlainGraph {
+public:
+    void Write(const Pointer& root) {
+        google::protobuf::Arena arena;
+        auto& graph = *google::protobuf::Arena::CreateMessage<Graph>(&arena);
+        NumberedNodes nodes(root.get());
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            const PlainNode& node = nodes[i];
+            auto& message = *graph.add_nodes();
+            message.set_index(node.index);
+            message.set_weight(node.weight);
+            message.set_name(node.name);
+            message.set_parent(nodes.NumberOf(node.parent));
+            message.set_content(nodes.NumberOf(node.content));
+            message.mutable_children()->Reserve(static_cast<int>(node.children.size()));
+            for (const Pointer& child : node.children)
+                message.add_children(nodes.NumberOf(child));
+        }
+        graph.SerializeToString(&bytes_);
+    }
+
+    const std::string& text() const { return bytes_; }
+
+    Pointer Read(const std::string& bytes) {
+        google::protobuf::Arena arena;
+        auto& graph = *google::protobuf::Arena::CreateMessage<Graph>(&arena);
+        if (!graph.ParseFromString(bytes))
+            return Pointer();
+        std::vector<Pointer> nodes(static_cast<std::size_t>(graph.nodes_size()));
+        for (Pointer& node : nodes)
+            node = Make();
+        const auto find = [&nodes](std::uint32_t number) {
+            return number == 0 ? Pointer() : nodes[number - 1];
+        };
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            const auto& message = graph.nodes(static_cast<int>(i));
+            PlainNode& node = *nodes[i];
+            node.index = message.index();
+            node.weight = message.weight();
+            node.name = message.name();
+            node.parent = find(message.parent());
+            node.content = find(message.content());
+            node.children.reserve(static_cast<std::size_t>(message.children_size()));
+            for (const std::uint32_t child : message.children())
+                node.children.push_back(find(child));
+        }
+        return nodes.front();
+    }
+
+private:
+    using Graph = kiv::bench::messages::Graph;
+    std::string bytes_;
+};
+
+#define KIV_BENCH_GRAPH(Format, name)                           \
+    BENCHMARK(WriteGraph<Format, kHundredThousand>)             \
+        ->Name("binary archive: 100,000 objects, saved/" name); \
+    BENCHMARK(ReadGraph<Format, kHundredThousand>)              \
+        ->Name("binary archive: 100,000 objects, loaded/" name)
+
+KIV_BENCH_GRAPH(Kiv, "kiv");
+KIV_BENCH_GRAPH(Boost, "Boost");
+KIV_BENCH_GRAPH(Cereal, "cereal");
+KIV_BENCH_GRAPH(Protobuf, "protobuf");
+KIV_BENCH_GRAPH(Qt, "QDataStream");
+
+}  // namespace
