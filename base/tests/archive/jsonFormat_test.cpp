@@ -35,7 +35,7 @@ using orchard::Tree;
 
 // The text between the marks of the JSON example, without line ends and indentation.
 std::string WorkedDocument() {
-    std::ifstream page(KIV_FORMAT_PAGE);
+    std::ifstream page(KIV_FORMAT_PAGES "json-archive.md");
     std::string text;
     bool inside = false;
     for (std::string line; std::getline(page, line);) {

@@ -9,6 +9,8 @@
 
 #include "archive/sampleObjects.h"
 #include "kiv/base/archiveTypes.h"
+#include "kiv/base/binarySerializer.h"
+#include "kiv/base/byteBuffer.h"
 #include "kiv/base/jsonArchive.h"
 #include "kiv/base/jsonSerializer.h"
 #include "support/logCatcher.h"
@@ -82,74 +84,99 @@ void OnAFiber(const std::function<void()>& work) {
 }
 #endif
 
-class JsonNestingTest : public ::testing::Test {
+// The stream of a chain of such objects, of which each holds the next.
+std::vector<unsigned char> ChainStream(int length) {
+    const StringView name = "Sample\"Script";
+    ByteBufferWriter writer;
+    for (int id = 1; id <= length; ++id) {
+        writer.AppendUInt8(1);
+        writer.AppendUInt64(id);
+        writer.AppendUInt32(static_cast<uint32>(name.size()));
+        writer.AppendString(name);
+        writer.AppendUInt32(0);
+    }
+    return {writer.data(), writer.data() + writer.size()};
+}
+
+class NestingTest : public ::testing::Test {
 protected:
-    JsonNestingTest() : endless_(MakeChain(kEndless)), text_(RingDocument(kEndless)) {
+    NestingTest() : endless_(MakeChain(kEndless)) {
         SampleScript::body = [](SampleScript& self, Archive& archive) {
             archive.SerializeObject("r", self.reference);
         };
+        json_.SetSerializeString(RingDocument(kEndless));
+        binary_.SetBuffer(ChainStream(kEndless));
     }
-    ~JsonNestingTest() override {
+    ~NestingTest() override {
         SampleNode::CutAll();
         endless_ = nullptr;
         EXPECT_THAT(SampleNode::living, IsEmpty());
     }
 
-    void ExpectOneError(const std::string& operation) {
+    void ExpectOneError(const std::string& tag, const std::string& operation) {
         const auto lines = log.Take();
         ASSERT_EQ(lines.size(), 1u);
         EXPECT_EQ(lines[0].level, LogLevel::Error);
         EXPECT_THAT(lines[0].payload,
-                    HasSubstr("[tag:JsonSerializer]" + operation +
+                    HasSubstr("[tag:" + tag + "]" + operation +
                               " failed: Objects are nested too deeply for the stack that is left"));
     }
 
-    void EndlessChainsFailAndShortOnesPass() {
-        JsonSerializer serializer({});
+    // The serializer holds the stored form of an endless chain.
+    void EndlessChainsFailAndShortOnesPass(const std::string& tag, Serializer& serializer) {
+        SCOPED_TRACE(tag);
         Status status;
+        log.Take();
 
-        EXPECT_EQ(serializer.Serialize(endless_), Status::Failure);
-        ExpectOneError("Serialize");
-        EXPECT_EQ(serializer.GetDisplayString(endless_, &status), "");
+        EXPECT_FALSE(serializer.Deserialize("SampleNode", &status));
         EXPECT_EQ(status, Status::Failure);
-        ExpectOneError("GetDisplayString");
-
-        serializer.SetSerializeString(text_);
-        EXPECT_FALSE(serializer.Deserialize("", &status));
-        EXPECT_EQ(status, Status::Failure);
-        ExpectOneError("Deserialize");
+        ExpectOneError(tag, "Deserialize");
         EXPECT_EQ(SampleScript::alive, 0);
+        EXPECT_EQ(serializer.Serialize(endless_), Status::Failure);
+        ExpectOneError(tag, "Serialize");
 
         EXPECT_TRUE(serializer.Serialize(MakeChain(kFitsASmallStack)));
-        const RefPtr<Object> read = serializer.Deserialize("", nullptr);
+        const RefPtr<Object> read = serializer.Deserialize("SampleNode", nullptr);
         ASSERT_TRUE(read);
         EXPECT_EQ(static_cast<SampleNode&>(*read).count, kFitsASmallStack - 1);
         EXPECT_THAT(log.Take(), IsEmpty());
     }
+    void EachFormFailsAndPasses() {
+        spdlog::default_logger()->set_level(spdlog::level::info);
+        Status status;
+        EXPECT_EQ(json_.GetDisplayString(endless_, &status), "");
+        EXPECT_EQ(status, Status::Failure);
+        ExpectOneError("JsonSerializer", "GetDisplayString");
+        EndlessChainsFailAndShortOnesPass("JsonSerializer", json_);
+        EndlessChainsFailAndShortOnesPass("BinarySerializer", binary_);
+    }
 
     RefPtr<SampleNode> endless_;
-    std::string text_;
+    JsonSerializer json_{{}};
+    BinarySerializer binary_{{}};
     LogCatcher log;
 };
 
 #if !defined(__SANITIZE_THREAD__)  // which records the whole stack of each allocation
-TEST_F(JsonNestingTest, OnTheMainThread) {
-    EndlessChainsFailAndShortOnesPass();
+TEST_F(NestingTest, OnTheMainThread) {
+    EachFormFailsAndPasses();
 
     constexpr int kFitsALargeStack = 500;
-    JsonSerializer serializer({});
-    EXPECT_TRUE(serializer.Serialize(MakeChain(kFitsALargeStack)));
-    EXPECT_TRUE(serializer.Deserialize("", nullptr));
+    for (Serializer* serializer :
+         {static_cast<Serializer*>(&json_), static_cast<Serializer*>(&binary_)}) {
+        EXPECT_TRUE(serializer->Serialize(MakeChain(kFitsALargeStack)));
+        EXPECT_TRUE(serializer->Deserialize("SampleNode", nullptr));
+    }
 }
 #endif
 
-TEST_F(JsonNestingTest, OnAThreadWithASmallStack) {
-    OnASmallThread([this] { EndlessChainsFailAndShortOnesPass(); });
+TEST_F(NestingTest, OnAThreadWithASmallStack) {
+    OnASmallThread([this] { EachFormFailsAndPasses(); });
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-TEST_F(JsonNestingTest, OnAFiber) {
-    OnAFiber([this] { EndlessChainsFailAndShortOnesPass(); });
+TEST_F(NestingTest, OnAFiber) {
+    OnAFiber([this] { EachFormFailsAndPasses(); });
 }
 #endif
 

@@ -1,0 +1,364 @@
+#include "kiv/base/binaryArchive.h"
+
+#include <functional>
+#include <stdexcept>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "archive/sampleObjects.h"
+#include "kiv/base/archiveTypes.h"
+#include "kiv/base/registration.h"
+#include "support/logCatcher.h"
+
+namespace kiv {
+
+namespace testing {
+
+class Uncreatable : public Object {
+    KIV_OBJECT(Uncreatable, Object)
+};
+
+[[maybe_unused]] static const bool uncreatable_registered =
+    Registration::Class<Uncreatable>("SampleUncreatable").Abstract();
+
+}  // namespace testing
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::LogCatcher;
+using testing::LogLine;
+using testing::SampleNode;
+using testing::SampleScript;
+
+using Bytes = std::vector<unsigned char>;
+using Body = std::function<void(Archive&)>;
+
+Bytes Written(const Body& body) {
+    BinaryOutputArchive archive({});
+    body(archive);
+    Bytes bytes;
+    archive.ToBuffer(bytes);
+    return bytes;
+}
+
+void Read(const Bytes& bytes, const Body& body) {
+    BinaryInputArchive archive(bytes, {});
+    body(archive);
+    // The byte behind is the end of the stream, and everything before was taken.
+    unsigned char last = 0;
+    archive.SerializeUInt8("", last);
+    EXPECT_EQ(last, 0xEE);
+}
+
+// One datum written, and read over another one.
+template <class T>
+void ExpectBytes(const char* what, T value, T other,
+                 Archive& (Archive::*serialize)(const StringView&, T&), Bytes expected) {
+    SCOPED_TRACE(what);
+    EXPECT_EQ(Written([&](Archive& archive) {
+                  EXPECT_EQ(&(archive.*serialize)("name", value), &archive);
+              }),
+              expected);
+    expected.push_back(0xEE);
+    Read(expected, [&](Archive& archive) {
+        EXPECT_EQ(&(archive.*serialize)("other name", other), &archive);
+    });
+    EXPECT_TRUE(other == value);
+}
+
+TEST(BinaryArchiveTest, EveryDatumHasItsBytes) {
+#define KIV_EXPECT(Name, Type, value, other, ...) \
+    ExpectBytes<Type>(#Name, value, other, &Archive::Serialize##Name, Bytes{__VA_ARGS__})
+    KIV_EXPECT(Bool, bool, true, false, 1);
+    KIV_EXPECT(Int8, signed char, -2, 0, 0xFE);
+    KIV_EXPECT(UInt8, unsigned char, 200, 0, 200);
+    KIV_EXPECT(Int16, short, -2, 0, 0xFF, 0xFE);
+    KIV_EXPECT(UInt16, unsigned short, 0x0102, 0, 1, 2);
+    KIV_EXPECT(Int32, int, 1, 0, 0, 0, 0, 1);
+    KIV_EXPECT(UInt32, unsigned int, 0xF1020304, 0, 0xF1, 2, 3, 4);
+    KIV_EXPECT(Int64, int64, -2, 0, 255, 255, 255, 255, 255, 255, 255, 0xFE);
+    KIV_EXPECT(UInt64, uint64, 0x0102030405060708, 0, 1, 2, 3, 4, 5, 6, 7, 8);
+    KIV_EXPECT(Float, float, 1.0f, 0, 0, 0, 0x80, 0x3F);
+    KIV_EXPECT(Double, double, 1.0, 0, 0, 0, 0, 0, 0, 0, 0xF0, 0x3F);
+    KIV_EXPECT(String, std::string, std::string("a\0b", 3), "longer", 0, 0, 0, 3, 'a', 0, 'b');
+    KIV_EXPECT(BoolArray, std::vector<bool>, (std::vector<bool>{true, false}), {}, 0, 0, 0, 2, 1,
+               0);
+#define KIV_EXPECT_LISTS(Name, Type, values, ...)                                       \
+    KIV_EXPECT(Name, Array<Type>, (Array<Type> values), (Array<Type>{{}, {}, {}, {}}),  \
+               __VA_ARGS__);                                                            \
+    KIV_EXPECT(Name, std::vector<Type>, (std::vector<Type> values), {{}}, __VA_ARGS__); \
+    KIV_EXPECT(Name, Array<Type>, {}, (Array<Type> values), 0, 0, 0, 0)
+    KIV_EXPECT_LISTS(Int8Array, signed char, ({-1, 2}), 0, 0, 0, 2, 255, 2);
+    KIV_EXPECT_LISTS(UInt8Array, unsigned char, ({255, 2}), 0, 0, 0, 2, 255, 2);
+    KIV_EXPECT_LISTS(Int16Array, short, ({-1, 2}), 0, 0, 0, 2, 255, 255, 0, 2);
+    KIV_EXPECT_LISTS(UInt16Array, unsigned short, ({258}), 0, 0, 0, 1, 1, 2);
+    KIV_EXPECT_LISTS(Int32Array, int, ({-1, 2}), 0, 0, 0, 2, 255, 255, 255, 255, 0, 0, 0, 2);
+    KIV_EXPECT_LISTS(UInt32Array, unsigned int, ({0x01020304}), 0, 0, 0, 1, 1, 2, 3, 4);
+    KIV_EXPECT_LISTS(Int64Array, int64, ({2}), 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 2);
+    KIV_EXPECT_LISTS(UInt64Array, uint64, ({3}), 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 3);
+    KIV_EXPECT_LISTS(FloatArray, float, ({1, 0}), 0, 0, 0, 2, 0, 0, 0x80, 0x3F, 0, 0, 0, 0);
+    KIV_EXPECT_LISTS(DoubleArray, double, ({1}), 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0xF0, 0x3F);
+    KIV_EXPECT_LISTS(StringArray, std::string, ({"a", ""}), 0, 0, 0, 2, 0, 0, 0, 1, 'a', 0, 0, 0,
+                     0);
+#undef KIV_EXPECT_LISTS
+#undef KIV_EXPECT
+    bool flag = false;
+    BinaryInputArchive(Bytes{7}, {}).SerializeBool("", flag);
+    EXPECT_TRUE(flag);
+}
+
+TEST(BinaryArchiveTest, ScopesCostNothingAndArraysTheirCount) {
+    EXPECT_THAT(Written([](Archive&) {}), IsEmpty());
+    Array<Box2i> boxes(2, Box2i{{1, 2}, {3, 4}});
+    Array<bool> flags = {true, false};
+    const Body body = [&](Archive& archive) {
+        archive.Serialize<Box2i>("boxes", boxes).Serialize<bool>("flags", flags);
+    };
+    const Bytes box = {0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4};
+    Bytes expected = {0, 0, 0, 2};
+    expected.insert(expected.end(), box.begin(), box.end());
+    expected.insert(expected.end(), box.begin(), box.end());
+    expected.insert(expected.end(), {0, 0, 0, 2, 1, 0});
+
+    EXPECT_EQ(Written(body), expected);
+    const Array<Box2i> written = boxes;
+    boxes = {Box2i{}};
+    flags = {};
+    expected.push_back(0xEE);
+    Read(expected, body);
+    EXPECT_EQ(boxes, written);
+    EXPECT_EQ(flags, (Array<bool>{true, false}));
+}
+
+class BinaryObjectTest : public ::testing::Test {
+protected:
+    BinaryObjectTest() { spdlog::default_logger()->set_level(spdlog::level::info); }
+    ~BinaryObjectTest() override {
+        SampleNode::CutAll();
+        EXPECT_THAT(SampleNode::living, IsEmpty());
+        EXPECT_EQ(SampleScript::alive, 0);
+        SampleScript::body = nullptr;
+    }
+
+    // A record that has a payload, of a type of any name.
+    static Bytes Record(uint64 id, const std::string& type, const Bytes& payload) {
+        ByteBufferWriter writer;
+        writer.AppendUInt8(1);
+        writer.AppendUInt64(id);
+        writer.AppendUInt32(static_cast<uint32>(type.size()));
+        writer.AppendString(type);
+        writer.AppendUInt32(static_cast<uint32>(payload.size()));
+        writer.AppendBytes(payload);
+        return {writer.data(), writer.data() + writer.size()};
+    }
+    static Bytes Reference(unsigned char tag, uint64 id) {
+        ByteBufferWriter writer;
+        writer.AppendUInt8(tag);
+        writer.AppendUInt64(id);
+        return {writer.data(), writer.data() + writer.size()};
+    }
+    static Bytes Joined(std::initializer_list<Bytes> parts) {
+        Bytes joined;
+        for (const Bytes& part : parts)
+            joined.insert(joined.end(), part.begin(), part.end());
+        return joined;
+    }
+
+    LogCatcher log;
+};
+
+TEST_F(BinaryObjectTest, SharedAndCircularReferencesComeBack) {
+    auto first = MakeRefCounted<SampleNode>();
+    auto second = MakeRefCounted<SampleNode>();
+    first->title = "first";
+    first->next = second;
+    first->others = {second, nullptr, first};
+    second->next = first;
+
+    RefPtr<SampleNode> again = second;
+    RefPtr<SampleNode> read;
+    RefPtr<SampleNode> read_again;
+    Bytes bytes = Written([&](Archive& archive) {
+        archive.Serialize<SampleNode>("a", first).Serialize<SampleNode>("b", again);
+    });
+    // The last reference is no more than that.
+    EXPECT_EQ(Bytes(bytes.end() - 9, bytes.end()),
+              Reference(2, reinterpret_cast<std::uintptr_t>(static_cast<Object*>(second.get()))));
+    bytes.push_back(0xEE);
+    Read(bytes, [&](Archive& archive) {
+        archive.Serialize<SampleNode>("a", read).Serialize<SampleNode>("b", read_again);
+    });
+
+    ASSERT_TRUE(read && read->next);
+    EXPECT_EQ(read->title, "first");
+    EXPECT_EQ(read->next->next, read);
+    EXPECT_EQ(read->next, read_again);
+    EXPECT_THAT(read->others, ElementsAre(read_again, nullptr, read));
+    EXPECT_THAT(log.Take(), IsEmpty());
+}
+
+TEST_F(BinaryObjectTest, NullCostsNineBytesAndWeakReferencesAreSteppedOver) {
+    auto object = MakeRefCounted<SampleScript>();
+    int payloads = 0;
+    SampleScript::body = [&](SampleScript&, Archive&) { ++payloads; };
+    detail::WeakPtrFlag* const flag = new detail::WeakPtrFlag;
+    WeakPtr<Object> weak(object.get(), flag);
+    Array<WeakPtr<Object>> weak_list = {weak, WeakPtr<Object>()};
+    RefPtr<Object> null;
+    Array<RefPtr<Object>> list = {null, object, object};
+    const Body body = [&](Archive& archive) {
+        archive.SerializeObject("", null).SerializeObject("", weak).SerializeObjectArray("",
+                                                                                         weak_list);
+        archive.SerializeObjectArray("", list);
+    };
+    const uint64 id = reinterpret_cast<std::uintptr_t>(static_cast<Object*>(object.get()));
+    const Bytes count2 = {0, 0, 0, 2};
+    const Bytes count3 = {0, 0, 0, 3};
+    Bytes expected =
+        Joined({Reference(0, 0), Reference(2, id), count2, Reference(2, id), Reference(0, 0),
+                count3, Reference(0, 0), Record(id, "Sample\"Script", {}), Reference(2, id)});
+
+    EXPECT_EQ(Written(body), expected);
+    null = object;
+    list = {object};
+    expected.push_back(0xEE);
+    Read(expected, body);
+
+    EXPECT_FALSE(null);
+    EXPECT_EQ(weak.get(), object.get());
+    EXPECT_EQ(weak_list.size(), 2u);
+    ASSERT_EQ(list.size(), 3u);
+    EXPECT_FALSE(list[0]);
+    EXPECT_TRUE(list[1]);
+    EXPECT_EQ(list[1], list[2]);
+    EXPECT_EQ(payloads, 2);
+    flag->Release();
+}
+
+TEST_F(BinaryObjectTest, WhatCannotBeMadeIsSteppedOverAndReportedOnce) {
+    SampleScript::body = [](SampleScript&, Archive&) {};
+    // In the second one, a payload that holds a good record.
+    const Bytes good = Record(7, "Sample\"Script", {});
+    const Bytes bytes = Joined({{0, 0, 0, 6},
+                                Record(5, "SampleNobody", {1, 2, 3}),
+                                Record(6, "SampleUncreatable", good),
+                                Reference(2, 5),
+                                Reference(2, 7),
+                                Reference(9, 8),
+                                good,
+                                {0xEE}});
+    Array<RefPtr<Object>> list;
+    Read(bytes, [&](Archive& archive) { archive.SerializeObjectArray("", list); });
+
+    ASSERT_EQ(list.size(), 6u);
+    for (int i = 0; i < 5; ++i)
+        EXPECT_FALSE(list[i]) << i;
+    EXPECT_TRUE(list[5]);
+    const std::string tag = "[domain:kiv.base][tag:BinaryInputArchive::ReadObject";
+    EXPECT_THAT(
+        log.Take(),
+        ElementsAre(LogLine{LogLevel::Error, tag + "Internal]Can't find object type: SampleNobody, "
+                                                   "size: 3, Please regester it."},
+                    LogLine{LogLevel::Error,
+                            tag + "Internal]Object type SampleUncreatable can't be created."},
+                    LogLine{LogLevel::Error, tag + "]Unknown object type: 9"}));
+}
+
+TEST_F(BinaryObjectTest, AnIdThatComesTwiceNamesTheLaterObject) {
+    // The second object of id 5 stands in the payload of the first, which must outlive it.
+    SampleScript::body = [](SampleScript& self, Archive& archive) {
+        archive.SerializeObject("", self.reference);
+    };
+    const std::string name = "Sample\"Script";
+    const Bytes inner = Record(5, name, Reference(2, 5));
+    const Bytes bytes = Joined({Record(5, name, inner), Reference(2, 5), {0xEE}});
+    RefPtr<Object> outer;
+    RefPtr<Object> later;
+    Read(bytes,
+         [&](Archive& archive) { archive.SerializeObject("", outer).SerializeObject("", later); });
+
+    ASSERT_TRUE(outer && later);
+    EXPECT_NE(outer, later);
+    EXPECT_EQ(static_cast<SampleScript&>(*outer).reference, later);
+    EXPECT_EQ(static_cast<SampleScript&>(*later).reference, later);
+    static_cast<SampleScript&>(*later).reference = nullptr;
+}
+
+TEST_F(BinaryObjectTest, WhatThrowsLeavesNoTrace) {
+    // The outer object holds the inner one and, the first time, throws behind it.
+    bool throws = true;
+    const auto outer = MakeRefCounted<SampleScript>();
+    outer->reference = MakeRefCounted<SampleScript>();
+    SampleScript::body = [&](SampleScript& self, Archive& archive) {
+        archive.SerializeObject("", self.reference);
+        if (throws && (archive.IsRead() || &self == outer.get()))
+            throw std::runtime_error("enough");
+    };
+    BinaryOutputArchive archive({});
+    Bytes bytes;
+    int number = 5;
+    RefPtr<Object> inner = outer->reference;
+    RefPtr<Object> root = outer;
+    archive.SerializeInt32("", number);
+    EXPECT_THROW(archive.SerializeObject("", root), std::runtime_error);
+    archive.ToBuffer(bytes);
+    EXPECT_EQ(bytes.size(), 4u);
+
+    throws = false;
+    archive.SerializeObject("", inner).SerializeObject("", root);
+    archive.ToBuffer(bytes);
+    const Bytes record =
+        Record(reinterpret_cast<std::uintptr_t>(inner.get()), "Sample\"Script", Reference(0, 0));
+    EXPECT_EQ(Bytes(bytes.begin() + 4, bytes.begin() + 4 + record.size()), record);
+
+    // A ring, which would hold itself when the reading is given up.
+    static_cast<SampleScript&>(*inner).reference = root;
+    const Bytes ring = Written([&](Archive& output) { output.SerializeObject("", root); });
+    static_cast<SampleScript&>(*inner).reference = nullptr;
+    throws = true;
+    RefPtr<Object> read;
+    EXPECT_THROW(Read(ring, [&](Archive& input) { input.SerializeObject("", read); }),
+                 std::runtime_error);
+    EXPECT_EQ(SampleScript::alive, 2);
+}
+
+TEST_F(BinaryObjectTest, AnObjectThatGoesMeanwhileLendsItsIdToNoOther) {
+    SampleScript::body = [](SampleScript&, Archive&) {};
+    const Bytes bytes = Written([](Archive& archive) {
+        for (int i = 0; i < 20; ++i) {
+            RefPtr<Object> passing = MakeRefCounted<SampleScript>();
+            archive.SerializeObject("", passing);
+        }
+    });
+    EXPECT_EQ(bytes.size(), 20 * Record(1, "Sample\"Script", {}).size());
+}
+
+TEST_F(BinaryObjectTest, EachObjectIsLoggedForDebugging) {
+    spdlog::default_logger()->set_level(spdlog::level::debug);
+    SampleScript::body = [](SampleScript&, Archive& archive) {
+        int number = 0;
+        archive.SerializeInt32("", number);
+    };
+    RefPtr<Object> object = MakeRefCounted<SampleScript>();
+    Bytes bytes = Written([&](Archive& archive) { archive.SerializeObject("", object); });
+    bytes.push_back(0xEE);
+    Read(bytes, [&](Archive& archive) { archive.SerializeObject("", object); });
+
+    const std::string domain = "[domain:kiv.base]";
+    const std::string read = domain + "[tag:BinaryInputArchive::ReadObjectInternal]";
+    EXPECT_THAT(
+        log.Take(),
+        ElementsAre(
+            LogLine{LogLevel::Debug,
+                    domain + "[tag:BinaryOutputArchive::WriteObjectInternal]Write object type: "
+                             "Sample\"Script, size: 4"},
+            LogLine{LogLevel::Debug, read + "Start reading object. Type: Sample\"Script, Size: 4"},
+            LogLine{LogLevel::Debug,
+                    read + "Finished reading object. Type: Sample\"Script, Size: 4"}));
+}
+
+}  // namespace
+}  // namespace kiv
