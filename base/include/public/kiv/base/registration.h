@@ -21,6 +21,7 @@
 
 #include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -262,6 +263,39 @@ struct PropertyValue<Array<RefPtr<T>>> {
 // How a property reaches its member. `Set` is the public write, `Store` that of an archive, and
 // both take what `M` says; a policy has only what its property can do.
 
+/// Of the member in the object as an `Instance` points at it, in bytes.
+template <class T, class M>
+int MemberOffset(M T::*member) {
+    // A pointer to a data member is the distance from the start of the class.
+    using Distance = std::conditional_t<sizeof(member) == sizeof(int32), int32, std::ptrdiff_t>;
+    std::ptrdiff_t offset = std::bit_cast<Distance>(member);
+    if constexpr (std::is_base_of_v<Object, T>) {
+        using Base = std::conditional_t<true, Object, T>;
+        // Any address will do: a cast to a base that is not virtual looks at nothing.
+        constexpr std::uintptr_t kAnywhere = 64 * alignof(T);
+        const auto base =
+            reinterpret_cast<std::uintptr_t>(static_cast<Base*>(reinterpret_cast<T*>(kAnywhere)));
+        offset -= static_cast<std::ptrdiff_t>(base - kAnywhere);
+    }
+    return static_cast<int>(offset);
+}
+
+/// True if writing `value` over `present` would change nothing. Plain data is compared by its
+/// bytes: what compares equal within a tolerance is still not the same.
+template <class M>
+bool IsSameValue(const M& present, const M& value) {
+    if constexpr (std::is_same_v<M, const char*>)
+        return std::string_view(present) == value;
+    else if constexpr (std::is_trivially_copyable_v<M> && !OneOf<M, StringView, std::string_view>)
+        return std::memcmp(&present, &value, sizeof(M)) == 0;
+    else
+        return present == value;
+}
+
+/// Of a property that is a member of type `M`, unless the registration says otherwise.
+template <class M>
+inline constexpr PropertyFlags DefaultPropertyFlags = PropertyFlags::Default;
+
 template <class T, class M>
 struct MemberAccess {
     using Member = std::remove_const_t<M>;
@@ -275,11 +309,7 @@ struct MemberAccess {
     Status Set(T& object, const Member& value) const requires(!std::is_const_v<M>) {
         return Store(object, value);
     }
-    int Offset() const {
-        // A pointer to a data member is the distance from the start of the object.
-        using Distance = std::conditional_t<sizeof(member) == sizeof(int32), int32, std::ptrdiff_t>;
-        return static_cast<int>(std::bit_cast<Distance>(member));
-    }
+    int Offset() const { return MemberOffset(member); }
 };
 
 /// Calls a setter, and passes on the `Status` that it may give.
@@ -297,9 +327,10 @@ Status CallSetter(Setter setter, T& object, const M& value) {
 
 template <class T, class M, class Setter>
 struct MemberWithSetterAccess : MemberAccess<T, M> {
+    using Member = typename MemberAccess<T, M>::Member;
     Setter setter;
 
-    Status Set(T& object, const M& value) const { return CallSetter(setter, object, value); }
+    Status Set(T& object, const Member& value) const { return CallSetter(setter, object, value); }
 };
 
 template <class T, class Getter>
@@ -320,27 +351,15 @@ struct AccessorAccess : GetterAccess<T, Getter> {
     // An archive hands every value back after it has written it; what is there already is not set
     // again, so that saving an object does not fire its setters.
     Status Store(T& object, const Member& value) const {
-        if (_Is(this->Load(object), value))
+        if (IsSameValue<Member>(this->Load(object), value))
             return Status::Success;
         return Set(object, value);
-    }
-
-private:
-    // Plain data by its bytes: what compares equal within a tolerance is still not the same.
-    static bool _Is(const Member& present, const Member& value) {
-        if constexpr (std::is_same_v<Member, const char*>)
-            return std::string_view(present) == value;
-        else if constexpr (std::is_trivially_copyable_v<Member> &&
-                           !OneOf<Member, StringView, std::string_view>)
-            return std::memcmp(&present, &value, sizeof(Member)) == 0;
-        else
-            return present == value;
     }
 };
 
 template <class T, class M>
 struct ReadOnlyMemberAccess {
-    using Member = std::remove_const_t<M>;
+    using Member = typename MemberAccess<T, M>::Member;
     MemberAccess<T, M> access;
 
     const Member& Load(const T& object) const { return access.Load(object); }
@@ -532,16 +551,18 @@ public:
 
     /// A property that is a plain member.
     template <class Base, class M>
-    requires(!std::is_function_v<M>) Class& Property(StringView name, M Base::*member,
-                                                     PropertyFlags flags = PropertyFlags::Default,
-                                                     PropertyOptions options = {}) {
+    requires(!std::is_function_v<M>) Class& Property(
+        StringView name, M Base::*member, PropertyFlags flags = detail::DefaultPropertyFlags<M>,
+        PropertyOptions options = {}) {
         return _Declare(name, flags, std::move(options), _Member(member));
     }
     /// A plain member that the public road writes through a setter, and archives directly.
     template <class Base, class M, class Setter>
-    requires(!std::is_function_v<M> && std::is_invocable_v<Setter, T&, const M&>) Class& Property(
-        StringView name, M Base::*member, Setter setter,
-        PropertyFlags flags = PropertyFlags::Default, PropertyOptions options = {}) {
+    requires(!std::is_function_v<M> &&
+             std::is_invocable_v<Setter, T&, const typename detail::MemberAccess<T, M>::Member&>)
+        Class& Property(StringView name, M Base::*member, Setter setter,
+                        PropertyFlags flags = detail::DefaultPropertyFlags<M>,
+                        PropertyOptions options = {}) {
         return _Declare(name, flags, std::move(options),
                         detail::MemberWithSetterAccess<T, M, Setter>{_Member(member), setter});
     }

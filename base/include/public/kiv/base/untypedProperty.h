@@ -36,10 +36,6 @@ namespace kiv {
 
 class Object;
 
-namespace detail {
-class PropertyLink;
-}
-
 /// What is told of a property's changes.
 class KIV_BASE_API PropertyObserverImpl {
 public:
@@ -91,7 +87,7 @@ public:
     Object* GetObject() const;
     PropertyInfo GetPropertyInfo() const;
     StringView GetName() const { return name_; }
-    bool HasBinding() const { return GetBinding() != nullptr; }
+    bool HasBinding() const { return (link_ & kLinkedBit) && GetBinding(); }
     /// Ends the binding, if there is one; the observers stay. Always `Status::Success`.
     Status Unbinding();
 
@@ -130,8 +126,6 @@ protected:
     static bool IsRunning(const PropertyBindingImpl* binding);
 
 private:
-    friend class detail::PropertyLink;
-
     //  63                                      3   2   1   0
     //  +---------------------------------------+-------+---+
     //  | address, its low bits zero            | Flags | L |
