@@ -28,6 +28,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using testing::ElementsAre;
+
 std::string ReadFile(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), {});
@@ -37,7 +39,8 @@ struct Outcome {
     int code;
     std::string errors;
     std::string lastLine;
-    std::map<std::string, std::string> table;  // by the first word of the row
+    std::map<std::string, std::vector<std::string>> table;  // the words of a row by the first one
+    std::size_t objectLines;                                // of an annotated stream
 };
 
 class CatalogueTest : public testing::Test {
@@ -55,6 +58,7 @@ protected:
 
     fs::path tree() const { return work_ / "tree"; }
     fs::path output() const { return tree() / "catalogue.json"; }
+    fs::path binary() const { return tree() / "catalogue.kivbin"; }
 
     void WriteFile(const fs::path& name, const std::string& bytes) const {
         fs::create_directories((tree() / name).parent_path());
@@ -67,13 +71,14 @@ protected:
         const int status = std::system((before + " " CATALOGUE_PROGRAM " " + arguments + " >" +
                                         out.string() + " 2>" + err.string())
                                            .c_str());
-        Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(err), "", {}};
+        Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(err), "", {}, 0};
         std::istringstream lines(ReadFile(out));
         for (std::string line; std::getline(lines, line); outcome.lastLine = line) {
             std::istringstream words(line);
             const std::vector<std::string> row{std::istream_iterator<std::string>(words), {}};
             if (row.size() > 1)
-                outcome.table[row.front()] = row.back();
+                outcome.table[row.front()] = row;
+            outcome.objectLines += line.find(": object 0x") != std::string::npos;
         }
         return outcome;
     }
@@ -81,7 +86,7 @@ protected:
     /// The graph of the tree, as the program makes it.
     kiv::RefPtr<Folder> MakeGraph() const {
         Progress progress;
-        const Tree listed = WalkTree(tree(), "", progress);
+        const Tree listed = WalkTree(tree(), {}, progress);
         ReadContents(listed.files, progress);
         return listed.root;
     }
@@ -111,6 +116,7 @@ TEST_F(CatalogueTest, AnyTreeIsListedSavedReadBackAndEqual) {
     const bool isRoot = ::geteuid() == 0;
     // What lies here already must not be taken for a part of the tree.
     WriteFile("catalogue.json", "from another run");
+    WriteFile("catalogue.kivbin", "from another run");
 
     const Outcome outcome =
         RunCatalogue("--show --output " + output().string() + " " + tree().string());
@@ -119,11 +125,14 @@ TEST_F(CatalogueTest, AnyTreeIsListedSavedReadBackAndEqual) {
     EXPECT_EQ(outcome.errors, "");
     // Folders: the root, deep, er, empty, locked. Beside the files two links and a pipe. One
     // content less than files that can be read, as two of them are equal.
-    EXPECT_EQ(outcome.table.at("objects"), isRoot ? "21" : "18");
-    EXPECT_EQ(outcome.table.at("files"), isRoot ? "7" : "6");
-    EXPECT_EQ(outcome.table.at("could"), isRoot ? "0" : "2");
-    EXPECT_EQ(outcome.table.at("bytes"), std::to_string(fs::file_size(output())));
-    EXPECT_EQ(outcome.table.at("file"), fs::canonical(output()).string());
+    EXPECT_EQ(outcome.table.at("objects").back(), isRoot ? "21" : "18");
+    EXPECT_EQ(outcome.table.at("files").back(), isRoot ? "7" : "6");
+    EXPECT_EQ(outcome.table.at("could").back(), isRoot ? "0" : "2");
+    EXPECT_THAT(outcome.table.at("bytes"),
+                ElementsAre("bytes", "written", std::to_string(fs::file_size(output())),
+                            std::to_string(fs::file_size(binary()))));
+    EXPECT_EQ(outcome.table.at("JSON").back(), fs::canonical(output()).string());
+    EXPECT_EQ(outcome.table.at("binary").back(), fs::canonical(binary()).string());
 
     const std::string document = ReadFile(output());
     rapidjson::Document parsed;
@@ -158,6 +167,10 @@ TEST_F(CatalogueTest, WhatCannotBeDoneEndsInOneLine) {
         {"unknown option", "--shown", "", 2, "--help"},
         {"two directories", directory + " " + directory, "", 2, "--help"},
         {"no file behind the option", "--output", "", 2, "--help"},
+        {"both forms in one file", "--output a.kivbin", "", 2, "another suffix"},
+        {"nothing to show and make at once", "--annotate a " + directory, "", 2, "--help"},
+        {"nothing to show", "--annotate " + directory + "/missing", "", 1, "No such file"},
+        {"a folder to show", "--annotate " + directory, "", 1, "Is a directory"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -166,6 +179,45 @@ TEST_F(CatalogueTest, WhatCannotBeDoneEndsInOneLine) {
         EXPECT_THAT(outcome.errors, IsOneLine());
         EXPECT_THAT(outcome.errors, testing::HasSubstr(c.says));
         EXPECT_THAT(outcome.table, testing::IsEmpty());
+    }
+}
+
+TEST_F(CatalogueTest, BinaryFileIsShownAsFarAsItMakesSense) {
+    WriteFile("first.txt", "same bytes");
+    WriteFile("deep/second.txt", "same bytes");
+    const std::string directory = tree().string();
+    ASSERT_EQ(RunCatalogue("--output " + output().string() + " " + directory).code, 0);
+    const std::string whole = ReadFile(binary());
+
+    struct Case {
+        const char* name;
+        std::string bytes;
+        std::size_t objects;
+        const char* says;
+    };
+    std::string unknownType = whole;
+    unknownType[13] = 'f';
+    const Case cases[] = {
+        {"whole", whole, 5, ""},
+        {"without its last byte", whole.substr(0, whole.size() - 1), 5, "is damaged"},
+        {"half", whole.substr(0, whole.size() / 2), 3, "is damaged"},
+        {"with something behind it", whole + "\n", 5, "is damaged"},
+        {"of another class", unknownType, 1, "no binary catalogue"},
+        {"JSON", ReadFile(output()), 0, "no binary catalogue"},
+        {"empty", "", 0, "no binary catalogue"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        WriteFile("shown", c.bytes);
+        const Outcome outcome = RunCatalogue("--annotate " + directory + "/shown");
+        const bool isWhole = *c.says == '\0';
+        EXPECT_EQ(outcome.code, isWhole ? 0 : 1);
+        EXPECT_EQ(outcome.table.at("offset").back(), "datum");
+        EXPECT_EQ(outcome.objectLines, c.objects);
+        if (isWhole)
+            EXPECT_EQ(outcome.errors, "");
+        else
+            EXPECT_THAT(outcome.errors, testing::AllOf(IsOneLine(), testing::HasSubstr(c.says)));
     }
 }
 

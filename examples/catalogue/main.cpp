@@ -1,10 +1,11 @@
-// The catalogue of a directory tree: files become objects, the objects a JSON document, and the
-// document objects again, which are then compared with the first ones. Shows what a module needs to
-// have its own classes saved.
+// The catalogue of a directory tree: files become objects, the objects a JSON document and a binary
+// stream, and each of these objects again, which are then compared with the first ones. Shows what
+// a module needs to have its own classes saved.
 
 #include <cerrno>
 #include <chrono>
 #include <cinttypes>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -12,18 +13,20 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <vector>
 
+#include "catalogue/annotatedView.h"
+#include "catalogue/archiveFile.h"
 #include "catalogue/catalogueTypes.h"
 #include "catalogue/display.h"
 #include "catalogue/fileContents.h"
 #include "catalogue/graphCompare.h"
 #include "catalogue/graphOwner.h"
-#include "catalogue/jsonFile.h"
 #include "catalogue/options.h"
 #include "catalogue/progress.h"
 #include "catalogue/readableText.h"
+#include "catalogue/storedForm.h"
 #include "catalogue/treeWalk.h"
-#include "kiv/base/jsonSerializer.h"
 #include "kiv/base/logging.h"
 
 namespace catalogue {
@@ -61,78 +64,95 @@ std::filesystem::path DirectoryOf(const Options& options) {
     return directory;
 }
 
+/// A graph on its way into its file and back.
+struct StoredGraph {
+    const StoredForm& form;
+    ArchiveFile file;
+    std::size_t bytesWritten = 0;
+    double writeMilliseconds = 0;
+    double readMilliseconds = 0;
+};
+
 struct Report {
     kiv::uint64 files = 0;
     kiv::uint64 unread = 0;
-    kiv::uint64 bytesWritten = 0;
-    double writeMilliseconds = 0;
-    double readMilliseconds = 0;
     Comparison comparison;
     std::string display;
 };
 
-void Save(const kiv::RefPtr<Folder>& root, JsonFile& file, Report* report) {
-    const Stopwatch stopwatch;
-    kiv::JsonSerializer serializer({});
-    if (!serializer.Serialize(root))
-        throw Failure{"the graph cannot be written as JSON",
-                      "raise the stack limit (ulimit -s) if folders lie very deep in each other, "
-                      "or name a smaller directory"};
-    const std::string text = serializer.GetSerializeString(nullptr);
-    if (!file.Write(text))
-        throw Failure{NameOf(file.path()) + " cannot be written: " + std::strerror(errno),
-                      "name another file with --output FILE"};
-    report->bytesWritten = text.size();
-    report->writeMilliseconds = stopwatch.Milliseconds();
+Failure FileFailure(const StoredGraph& graph, const char* what) {
+    return {NameOf(graph.file.path()) + what + ": " + std::strerror(errno),
+            "name another file with --output FILE"};
 }
 
-kiv::RefPtr<Folder> Load(JsonFile& file, Report* report) {
+Failure GraphFailure(const std::string& what) {
+    return {what,
+            "raise the stack limit (ulimit -s) if folders lie very deep in each other, or name a "
+            "smaller directory"};
+}
+
+void Save(const kiv::RefPtr<Folder>& root, StoredGraph* graph) {
     const Stopwatch stopwatch;
-    std::string text;
-    if (!file.Read(&text))
-        throw Failure{NameOf(file.path()) + " cannot be read back: " + std::strerror(errno),
-                      "name another file with --output FILE"};
-    kiv::JsonSerializer serializer({});
-    serializer.SetSerializeString(text);
+    std::vector<unsigned char> bytes;
+    if (!graph->form.write(root, &bytes))
+        throw GraphFailure(std::string("the graph cannot be written in the ") + graph->form.name +
+                           " form");
+    if (!graph->file.Write(bytes))
+        throw FileFailure(*graph, " cannot be written");
+    graph->bytesWritten = bytes.size();
+    graph->writeMilliseconds = stopwatch.Milliseconds();
+}
+
+kiv::RefPtr<Folder> Load(StoredGraph* graph) {
+    const Stopwatch stopwatch;
+    std::vector<unsigned char> bytes;
+    if (!graph->file.Read(&bytes))
+        throw FileFailure(*graph, " cannot be read back");
     kiv::Status status;
-    const kiv::RefPtr<kiv::Object> object = serializer.Deserialize("Folder", &status);
+    const kiv::RefPtr<kiv::Object> object = graph->form.read(bytes, &status);
     if (!status || !object || !object->IsInstanceOf<Folder>())
-        throw Failure{NameOf(file.path()) + " does not give the graph back",
-                      "raise the stack limit (ulimit -s) if folders lie very deep in each other, "
-                      "or name a smaller directory"};
-    report->readMilliseconds = stopwatch.Milliseconds();
+        throw GraphFailure(NameOf(graph->file.path()) + " does not give the graph back");
+    graph->readMilliseconds = stopwatch.Milliseconds();
     return kiv::RefPtr<Folder>(static_cast<Folder*>(object.get()));
 }
 
-Report Run(const Options& options, const std::filesystem::path& directory, JsonFile& file) {
+Report Run(const Options& options, const std::filesystem::path& directory,
+           std::vector<StoredGraph>* graphs) {
     Progress progress;
     Report report;
-    Tree tree = WalkTree(directory, file.path(), progress);
+    std::vector<std::filesystem::path> outputs;
+    for (const StoredGraph& graph : *graphs)
+        outputs.push_back(graph.file.path());
+    Tree tree = WalkTree(directory, outputs, progress);
     const GraphOwner<Folder> written(tree.root);
     report.unread = tree.unread + ReadContents(tree.files, progress);
     report.files = tree.files.size();
     tree = {};
 
-    progress.Begin("Writing");
-    Save(written.root(), file, &report);
-    progress.Begin("Reading back");
-    const GraphOwner<Folder> read(Load(file, &report));
-    progress.Begin("Comparing");
-    report.comparison = CompareGraphs(*written.root(), *read.root());
-    if (!report.comparison.difference.empty())
-        throw Failure{
-            "what was read differs from what was written at " + report.comparison.difference,
-            "please report it together with " + NameOf(file.path())};
+    // One after the other, so that no more than two graphs are in memory: what equals the first
+    // graph equals all others that do.
+    for (StoredGraph& graph : *graphs) {
+        progress.Begin("Writing");
+        Save(written.root(), &graph);
+        progress.Begin("Reading back");
+        const GraphOwner<Folder> read(Load(&graph));
+        progress.Begin("Comparing");
+        report.comparison = CompareGraphs(*written.root(), *read.root());
+        if (!report.comparison.difference.empty())
+            throw Failure{
+                "what was read differs from what was written at " + report.comparison.difference,
+                "please report it together with " + NameOf(graph.file.path())};
+    }
     if (options.show) {
         kiv::Status status;
-        report.display = DisplayOneEntry(*read.root(), &status);
+        report.display = DisplayOneEntry(*written.root(), &status);
         if (!status)
             throw Failure{"an entry cannot be shown", "run without --show"};
     }
     return report;
 }
 
-void Print(const Report& report, const JsonFile& file) {
+void Print(const Report& report, const std::vector<StoredGraph>& graphs) {
     const auto count = [](const char* name, kiv::uint64 value) {
         std::printf("%-20s%12" PRIu64 "\n", name, value);
     };
@@ -140,13 +160,56 @@ void Print(const Report& report, const JsonFile& file) {
     count("properties", report.comparison.properties);
     count("files", report.files);
     count("could not be read", report.unread);
-    count("bytes written", report.bytesWritten);
-    std::printf("%-20s%12.1f\n", "ms to write", report.writeMilliseconds);
-    std::printf("%-20s%12.1f\n", "ms to read", report.readMilliseconds);
-    std::printf("%-20s%12s\n", "graphs", "equal");
-    std::printf("file  %s\n", NameOf(file.path()).c_str());
+
+    const auto row = [&](const char* name, const auto& printCell) {
+        std::printf("%-20s", name);
+        for (const StoredGraph& graph : graphs)
+            printCell(graph);
+        std::printf("\n");
+    };
+    std::printf("\n");
+    row("", [](const StoredGraph& graph) { std::printf("%12s", graph.form.name); });
+    row("bytes written",
+        [](const StoredGraph& graph) { std::printf("%12zu", graph.bytesWritten); });
+    row("ms to write",
+        [](const StoredGraph& graph) { std::printf("%12.1f", graph.writeMilliseconds); });
+    row("ms to read",
+        [](const StoredGraph& graph) { std::printf("%12.1f", graph.readMilliseconds); });
+    row("graph", [](const StoredGraph&) { std::printf("%12s", "equal"); });
+
+    std::printf("\n");
+    for (const StoredGraph& graph : graphs)
+        std::printf("%-8s%s\n", graph.form.name, NameOf(graph.file.path()).c_str());
     if (!report.display.empty())
         std::printf("%s\n", report.display.c_str());
+}
+
+void MakeCatalogue(const Options& options) {
+    const std::filesystem::path directory = DirectoryOf(options);
+    std::vector<StoredGraph> graphs;
+    for (const StoredForm& form : kStoredForms)
+        graphs.push_back({form, ArchiveFile(options.output, form.suffix)});
+    Print(Run(options, directory, &graphs), graphs);
+}
+
+void Annotate(const std::filesystem::path& path) {
+    std::vector<unsigned char> bytes;
+    ArchiveFile file(path);
+    if (!file.Read(&bytes))
+        throw Failure{NameOf(path) + " cannot be read: " + std::strerror(errno),
+                      "name a file that can be read"};
+    switch (PrintAnnotated(bytes)) {
+        case StreamState::Whole:
+            return;
+        case StreamState::Damaged:
+            throw Failure{NameOf(path) + " is damaged", "the lines tell how far it makes sense"};
+        case StreamState::TooDeep:
+            throw Failure{NameOf(path) + " has more objects in each other than the stack holds",
+                          "raise its limit (ulimit -s)"};
+        case StreamState::Foreign:
+            throw Failure{NameOf(path) + " is no binary catalogue",
+                          "name a .kivbin file that catalogue has written"};
+    }
 }
 
 int Main(int count, char** arguments) {
@@ -160,14 +223,15 @@ int Main(int count, char** arguments) {
     // Failures come back as a `Status` and end in one line here; only check sites may add theirs.
     kiv::logging::setLogLevel(kiv::LogLevel::Fatal);
     try {
-        const std::filesystem::path directory = DirectoryOf(*options);
-        JsonFile file(options->output);
-        Print(Run(*options, directory, file), file);
+        if (options->annotate.empty())
+            MakeCatalogue(*options);
+        else
+            Annotate(options->annotate);
         return 0;
     } catch (const Failure& failure) {
         std::fprintf(stderr, "catalogue: %s; %s\n", failure.what.c_str(), failure.advice.c_str());
     } catch (const std::exception& exception) {
-        std::fprintf(stderr, "catalogue: %s; try another DIR or --output FILE\n", exception.what());
+        std::fprintf(stderr, "catalogue: %s; try another DIR or FILE\n", exception.what());
     }
     return 1;
 }

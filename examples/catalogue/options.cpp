@@ -3,22 +3,26 @@
 #include <cstdio>
 #include <string_view>
 
+#include "catalogue/storedForm.h"
+
 namespace catalogue {
 
 const char kUsage[] =
     "usage: catalogue [--show] [--output FILE] [DIR]\n"
+    "       catalogue --annotate FILE\n"
     "\n"
-    "Turns the tree below DIR, by default the current directory, into a graph of objects, saves "
-    "it\n"
-    "as JSON, reads it back and compares the two graphs.\n"
+    "Turns the tree below DIR, by default the current directory, into a graph of objects,\n"
+    "saves it in two forms, as JSON and binary, reads both back and compares each with the\n"
+    "first graph.\n"
     "\n"
-    "  --output FILE  where the JSON goes, in place of the folder for temporary files\n"
-    "  --show         prints one entry as well, as the last line, for people to read\n"
-    "  --help         prints this\n"
+    "  --output FILE    where the JSON goes, in place of the folder for temporary files; the\n"
+    "                   binary form goes beside it, with the suffix .kivbin\n"
+    "  --show           prints one entry as well, as the last line, for people to read\n"
+    "  --annotate FILE  prints what stands where in such a .kivbin file, a line for each datum\n"
+    "  --help           prints this\n"
     "\n"
-    "Ends with 0 if the graphs are equal, with 1 if they differ or something fails, and with 2 "
-    "for\n"
-    "a command line that it does not understand.\n";
+    "Ends with 0 if all graphs are equal, or if the file shown is a whole catalogue; with 1 if\n"
+    "not, or if something fails; and with 2 for a command line that it does not understand.\n";
 
 std::optional<Options> ParseOptions(int count, char** arguments) {
     const auto refuse = [](const char* what, std::string_view argument) {
@@ -28,6 +32,11 @@ std::optional<Options> ParseOptions(int count, char** arguments) {
     };
 
     Options options;
+    const auto fileOf = [&](std::string_view option) -> std::filesystem::path* {
+        if (option == "--output")
+            return &options.output;
+        return option == "--annotate" ? &options.annotate : nullptr;
+    };
     bool hasDirectory = false;
     bool optionsEnded = false;
     for (int i = 1; i < count; ++i) {
@@ -43,14 +52,19 @@ std::optional<Options> ParseOptions(int count, char** arguments) {
             options.show = true;
         } else if (argument == "--help" || argument == "-h") {
             options.help = true;
-        } else if (argument == "--output") {
+        } else if (std::filesystem::path* const file = fileOf(argument)) {
             if (++i == count || *arguments[i] == '\0')
                 return refuse("a file name is missing behind", argument);
-            options.output = arguments[i];
+            *file = arguments[i];
         } else {
             return refuse("there is no option", argument);
         }
     }
+    if (!options.annotate.empty() && (hasDirectory || options.show || !options.output.empty()))
+        return refuse("no catalogue is made, so nothing goes together with", "--annotate");
+    for (const StoredForm& form : kStoredForms)
+        if (*form.suffix != '\0' && options.output.extension() == form.suffix)
+            return refuse("the JSON needs a file with another suffix than", form.suffix);
     return options;
 }
 

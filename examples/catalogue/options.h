@@ -9,7 +9,8 @@ namespace catalogue {
 
 struct Options {
     std::filesystem::path directory = ".";
-    std::filesystem::path output;  // empty for a file in the folder for temporary files
+    std::filesystem::path output;    // empty for files in the folder for temporary files
+    std::filesystem::path annotate;  // the file to show; empty to make a catalogue
     bool show = false;
     bool help = false;
 };

@@ -50,7 +50,8 @@ kiv::int64 NanosecondsOf(fs::file_time_type time) {
 
 class Walker {
 public:
-    Walker(const fs::path& except, Progress& progress) : except_(except), progress_(progress) {}
+    Walker(const std::vector<fs::path>& except, Progress& progress)
+        : except_(except), progress_(progress) {}
 
     Tree Walk(const fs::path& directory) {
         std::error_code error;
@@ -80,7 +81,7 @@ private:
             return a.path().native() < b.path().native();
         });
         for (const fs::directory_entry& child : found)
-            if (child.path() != except_)
+            if (std::find(except_.begin(), except_.end(), child.path()) == except_.end())
                 _Add(folder, child);
     }
 
@@ -149,7 +150,7 @@ private:
         ++tree_.unread;
     }
 
-    const fs::path& except_;
+    const std::vector<fs::path>& except_;
     Progress& progress_;
     Tree tree_;
     std::vector<kiv::RefPtr<Folder>> waiting_;
@@ -158,7 +159,7 @@ private:
 
 }  // namespace
 
-Tree WalkTree(const fs::path& directory, const fs::path& except, Progress& progress) {
+Tree WalkTree(const fs::path& directory, const std::vector<fs::path>& except, Progress& progress) {
     return Walker(except, progress).Walk(directory);
 }
 

@@ -18,11 +18,11 @@ struct Tree {
     kiv::uint64 unread = 0;                 // entries and folders that could not be looked at
 };
 
-/// Lists all that lies below `directory`, which is an absolute path, but for the file `except`.
-/// Follows no links and opens no files. What cannot be read, or vanishes meanwhile, is listed as
-/// not readable and counted. Each folder lists its contents by name.
-Tree WalkTree(const std::filesystem::path& directory, const std::filesystem::path& except,
-              Progress& progress);
+/// Lists all that lies below `directory`, which is an absolute path, but for the files of
+/// `except`. Follows no links and opens no files. What cannot be read, or vanishes meanwhile, is
+/// listed as not readable and counted. Each folder lists its contents by name.
+Tree WalkTree(const std::filesystem::path& directory,
+              const std::vector<std::filesystem::path>& except, Progress& progress);
 
 }  // namespace catalogue
 
