@@ -1,69 +1,30 @@
 #include "kiv/base/property.h"
 
+#include <utility>
+
 #include "kiv/base/check.h"
 
 namespace kiv {
 namespace detail {
 
-/// An observer that is linked while it lives, unless its property dies first.
-class PropertyLink : public PropertyObserverImpl {
-public:
-    explicit PropertyLink(PropertyCore& property)
-        : PropertyObserverImpl(property.GetObject(), property.GetPropertyInfo()),
-          property_(&property) {
-        property.Subscribe(this);
-    }
-    ~PropertyLink() override { Unlink(); }
+PropertyLink::PropertyLink(PropertyCore& property)
+    : PropertyObserverImpl(property.GetObject(), property.GetPropertyInfo()), property_(&property) {
+    property.Subscribe(this);
+}
 
-    bool IsLinked() const { return object != nullptr; }
-    PropertyCore* GetProperty() const { return IsLinked() ? property_ : nullptr; }
-    void Unlink() {
-        if (IsLinked())
-            property_->Unsubscribe(this);
-        object = nullptr;
-    }
+PropertyLink::~PropertyLink() {
+    _Unlink();
+}
 
-private:
-    PropertyCore* property_;
-};
+void PropertyLink::Drop() {
+    _Unlink();
+    PropertyCore::Discard(this);
+}
 
-class CallbackObserver final : public PropertyLink {
-public:
-    CallbackObserver(PropertyCore& property, std::function<void()>&& callback)
-        : PropertyLink(property), callback_(std::move(callback)) {}
-
-    void Notify() override {
-        const Call call(*this);
-        if (callback_)
-            callback_();
-    }
-    /// A callback that runs is freed when it is through.
-    void Drop() {
-        Unlink();
-        dropped_ = true;
-        if (calls_ == 0)
-            delete this;
-    }
-
-private:
-    struct Call {
-        explicit Call(CallbackObserver& called) : observer(called) { ++observer.calls_; }
-        ~Call() {
-            if (--observer.calls_ == 0 && observer.dropped_)
-                delete &observer;
-        }
-        CallbackObserver& observer;
-    };
-
-    ~CallbackObserver() override = default;
-
-    std::function<void()> callback_;
-    unsigned int calls_ = 0;  // within one another
-    bool dropped_ = false;
-};
-
-void DropObserver::operator()(CallbackObserver* observer) const {
-    observer->Drop();
+void PropertyLink::_Unlink() {
+    if (PropertyCore* property = GetProperty())
+        property->Unsubscribe(this);
+    object = nullptr;
 }
 
 /// A link to a property that the expression reads.
@@ -86,28 +47,24 @@ private:
     PropertyExpression& expression_;
 };
 
+namespace {
+
+/// The innermost `Reading` of the thread. The model spares every read of a property a call.
+[[gnu::tls_model("initial-exec")]] constinit thread_local BindingEvaluateScope* reading = nullptr;
+
+}  // namespace
+
 /// An evaluation on its way. Only what is read in this very scope is a source of the expression.
 struct PropertyExpression::Reading : BindingEvaluateScope {
-    explicit Reading(PropertyExpression& evaluated);
-    ~Reading();
+    explicit Reading(PropertyExpression& evaluated)
+        : BindingEvaluateScope(evaluated.target_),
+          expression(evaluated),
+          outer(std::exchange(reading, this)) {}
+    ~Reading() { reading = outer; }
 
     PropertyExpression& expression;
-    Reading* const outer;
-
-    static constinit thread_local Reading* innermost;
+    BindingEvaluateScope* const outer;
 };
-
-constinit thread_local PropertyExpression::Reading* PropertyExpression::Reading::innermost =
-    nullptr;
-
-PropertyExpression::Reading::Reading(PropertyExpression& evaluated)
-    : BindingEvaluateScope(evaluated.target_), expression(evaluated), outer(innermost) {
-    innermost = this;
-}
-
-PropertyExpression::Reading::~Reading() {
-    innermost = outer;
-}
 
 PropertyExpression::PropertyExpression(PropertyCore* target) : target_(target) {}
 
@@ -128,10 +85,11 @@ void PropertyExpression::_AddSource(PropertyCore& property) {
 }
 
 PropertyCore* PropertyExpression::_TakeSource() {
-    if (sources_.empty())
-        return nullptr;
-    PropertyCore* const property = sources_.front()->GetProperty();
-    sources_.erase(sources_.begin());
+    PropertyCore* property = nullptr;
+    while (!property && !sources_.empty()) {
+        property = sources_.front()->GetProperty();
+        sources_.erase(sources_.begin());
+    }
     return property;
 }
 
@@ -141,12 +99,12 @@ bool PropertyExpression::_Evaluate() {
         source->isRead = false;
     bool isAlive = false;
     {
-        const Reading reading(*this);
+        const Reading scope(*this);
         Compute();
-        isAlive = reading.property != nullptr;
+        isAlive = scope.property != nullptr;
     }
     std::erase_if(sources_, [](const std::unique_ptr<Source>& source) {
-        return !source->isRead || !source->IsLinked();
+        return !source->isRead || !source->GetProperty();
     });
     return isAlive;
 }
@@ -177,16 +135,13 @@ void PropertyExpression::_Follow() {
     KIV_CHECK_EXPLAINED(!changed_, "bindings lead back to their property and never agree");
 }
 
-PropertyObserver PropertyCore::Observe(std::function<void()> callback) {
-    return PropertyObserver(new CallbackObserver(*this, std::move(callback)));
-}
-
 void PropertyCore::_NoteRead() const {
-    PropertyExpression::Reading* const reading = PropertyExpression::Reading::innermost;
-    if (!reading || BindingEvaluateScope::Current() != reading || reading->property == this)
+    BindingEvaluateScope* const scope = reading;
+    if (!scope || scope != BindingEvaluateScope::Current() || scope->property == this)
         return;
     // To be linked is no change of what this property is to its readers.
-    reading->expression._AddSource(const_cast<PropertyCore&>(*this));
+    static_cast<PropertyExpression::Reading*>(scope)->expression._AddSource(
+        const_cast<PropertyCore&>(*this));
 }
 
 void PropertyCore::_Bind(const std::shared_ptr<PropertyExpression>& expression) {

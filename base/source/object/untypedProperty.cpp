@@ -1,24 +1,11 @@
 #include "kiv/base/untypedProperty.h"
 
-#include <cstdint>
 #include <utility>
 
 #include "kiv/base/check.h"
 
 namespace kiv {
 namespace {
-
-/// A `Notify` on its way along a list. Whoever unlinks an observer moves the walks that stand on
-/// it, so that neither pointer ever leads to one that is gone.
-struct Walk {
-    Walk(const UntypedProperty* walked, PropertyObserverImpl* head);
-    ~Walk();
-
-    Walk* const outer;
-    const UntypedProperty* property;  // null once it died
-    PropertyObserverImpl* current;    // null once it was unlinked
-    PropertyObserverImpl* saved = nullptr;
-};
 
 /// A binding's function that runs. It is kept here, out of the binding, which may end or get
 /// another function meanwhile.
@@ -33,21 +20,14 @@ struct Run {
 
 /// What goes on on the thread, innermost first.
 struct Activity {
-    Walk* walk = nullptr;
+    detail::PropertyWalk* walk = nullptr;
     Run* run = nullptr;
     BindingEvaluateScope* scope = nullptr;
 };
 
-constinit thread_local Activity activity;
-
-Walk::Walk(const UntypedProperty* walked, PropertyObserverImpl* head)
-    : outer(activity.walk), property(walked), current(head) {
-    activity.walk = this;
-}
-
-Walk::~Walk() {
-    activity.walk = outer;
-}
+// The model spares every change of a property a call; so few bytes are there for it also where the
+// library is loaded late.
+[[gnu::tls_model("initial-exec")]] constinit thread_local Activity activity;
 
 Run::Run(PropertyBindingImpl* running)
     : outer(activity.run), binding(running), function(std::exchange(running->function, nullptr)) {
@@ -73,24 +53,22 @@ void DropRuns(const PropertyBindingImpl* binding) {
 }
 
 void LeaveObserver(const UntypedProperty* property, const PropertyObserverImpl* observer) {
-    for (Walk* walk = activity.walk; walk; walk = walk->outer) {
+    for (detail::PropertyWalk* walk = activity.walk; walk; walk = walk->outer) {
         if (walk->property != property)
             continue;
         if (walk->saved == observer)
             walk->saved = observer->next;
-        if (walk->current == observer) {
-            walk->current = nullptr;
-            if (observer->next)
-                walk->saved = observer->next;
-        }
+        if (walk->told == observer && !std::exchange(walk->left, true) && observer->next)
+            walk->saved = observer->next;
     }
 }
 
 void LeaveProperty(const UntypedProperty* property) {
-    for (Walk* walk = activity.walk; walk; walk = walk->outer) {
+    for (detail::PropertyWalk* walk = activity.walk; walk; walk = walk->outer) {
         if (walk->property == property) {
             walk->property = nullptr;
-            walk->current = walk->saved = nullptr;
+            walk->saved = nullptr;
+            walk->left = true;
         }
     }
     for (BindingEvaluateScope* scope = activity.scope; scope; scope = scope->previous) {
@@ -99,14 +77,32 @@ void LeaveProperty(const UntypedProperty* property) {
     }
 }
 
-// Numbers, because there is no object of which the two addresses are known to be a part.
-std::uintptr_t Location(const PropertyObserverImpl& observer) {
-    return reinterpret_cast<std::uintptr_t>(observer.object) +
-           static_cast<std::uintptr_t>(
-               static_cast<std::intptr_t>(observer.propertyInfo.GetOffsetof()));
+}  // namespace
+
+namespace detail {
+
+PropertyWalk::PropertyWalk(const UntypedProperty* walked, PropertyObserverImpl* head)
+    : outer(activity.walk), property(walked), told(head) {
+    activity.walk = this;
 }
 
-}  // namespace
+PropertyWalk::~PropertyWalk() {
+    activity.walk = outer;
+    _FreeDiscarded();
+}
+
+void PropertyWalk::GoOnWithSaved() {
+    _FreeDiscarded();
+    left = false;
+    told = saved;
+}
+
+void PropertyWalk::_FreeDiscarded() {
+    if (std::exchange(discarded, false))
+        delete told;
+}
+
+}  // namespace detail
 
 PropertyObserverImpl::~PropertyObserverImpl() = default;
 
@@ -188,16 +184,6 @@ Status UntypedProperty::Unbinding() {
     return Status::Success;
 }
 
-PropertyBindingImpl* UntypedProperty::GetBinding() const {
-    PropertyObserverImpl* const linked = _GetLinked();
-    return linked && !_IsObservedBy(*linked) ? static_cast<PropertyBindingImpl*>(linked) : nullptr;
-}
-
-PropertyObserverImpl* UntypedProperty::GetObserverList() const {
-    const PropertyBindingImpl* binding = GetBinding();
-    return binding ? binding->observers : _GetLinked();
-}
-
 void UntypedProperty::Subscribe(PropertyObserverImpl* observer) {
     // At the head of the list any other one would be taken for a binding.
     const bool builtForThis = _IsObservedBy(*observer);
@@ -244,17 +230,20 @@ void UntypedProperty::SetBinding(UntypedProperty& source, std::function<void()>&
         _NewBinding(source, std::move(function), GetFlags(), GetObserverList());
 }
 
+void UntypedProperty::Discard(PropertyObserverImpl* observer) {
+    detail::PropertyWalk* outermost = nullptr;
+    for (detail::PropertyWalk* walk = activity.walk; walk; walk = walk->outer) {
+        if (walk->told == observer)
+            outermost = walk;
+    }
+    if (outermost)
+        outermost->discarded = true;
+    else
+        delete observer;
+}
+
 bool UntypedProperty::IsRunning(const PropertyBindingImpl* binding) {
     return binding && FindRun(binding);
-}
-
-PropertyObserverImpl* UntypedProperty::_GetLinked() const {
-    return link_ & kLinkedBit ? reinterpret_cast<PropertyObserverImpl*>(link_ & kAddressBits)
-                              : nullptr;
-}
-
-bool UntypedProperty::_IsObservedBy(const PropertyObserverImpl& observer) const {
-    return Location(observer) == reinterpret_cast<std::uintptr_t>(this);
 }
 
 Object* UntypedProperty::_GetObject(const PropertyInfo& info) const {
@@ -281,7 +270,7 @@ Status UntypedProperty::_NewBinding(UntypedProperty& source, std::function<void(
 }
 
 UntypedProperty* UntypedProperty::_GetObserved(const PropertyObserverImpl& observer) {
-    return observer.object ? reinterpret_cast<UntypedProperty*>(Location(observer)) : nullptr;
+    return observer.object ? reinterpret_cast<UntypedProperty*>(_GetLocation(observer)) : nullptr;
 }
 
 void UntypedProperty::_SetInfo(const PropertyInfo& info) {
@@ -290,17 +279,6 @@ void UntypedProperty::_SetInfo(const PropertyInfo& info) {
 
 void UntypedProperty::_SetLinked(PropertyObserverImpl* observer, Flags flags) {
     link_ = reinterpret_cast<std::uintptr_t>(observer) | static_cast<uint64>(flags) | kLinkedBit;
-}
-
-void UntypedProperty::_NotifyAll() {
-    Walk walk(this, GetObserverList());
-    while (walk.current) {
-        walk.saved = walk.current->next;
-        walk.current->Notify();
-        // The observer may have changed its place, or be gone.
-        PropertyObserverImpl* const next = walk.current ? walk.current->next : nullptr;
-        walk.current = next ? next : walk.saved;
-    }
 }
 
 BindingEvaluateScope::BindingEvaluateScope(UntypedProperty* evaluated)

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -108,6 +109,13 @@ TEST_F(PropertyTest, CallbackMayEndItselfAndOthersAndTheProperty) {
     });
     box->width.Set(2);
     EXPECT_EQ(told, 1);
+    EXPECT_EQ(held.use_count(), 1);
+
+    first = box->width.Observe([&, held] {
+        first.Reset();
+        throw std::runtime_error("stop");
+    });
+    EXPECT_THROW(box->width.Set(8), std::runtime_error);
     EXPECT_EQ(held.use_count(), 1);
 
     first = box->width.Observe([&, held] {

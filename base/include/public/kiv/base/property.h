@@ -26,7 +26,6 @@
 #define KIV_BASE_PROPERTY_H_
 
 #include <atomic>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <type_traits>
@@ -44,11 +43,34 @@ namespace kiv {
 
 namespace detail {
 
-class CallbackObserver;
 class PropertyCore;
 
-struct KIV_BASE_API DropObserver {
-    void operator()(CallbackObserver* observer) const;
+/// An observer that is linked from its making to its end, unless its property dies first.
+class KIV_BASE_API PropertyLink : public PropertyObserverImpl {
+public:
+    explicit PropertyLink(PropertyCore& property);
+    ~PropertyLink() override;
+
+    /// Null once the property died.
+    PropertyCore* GetProperty() const { return object ? property_ : nullptr; }
+    /// Unlinks and deletes it, also from within its own `Notify`.
+    void Drop();
+
+private:
+    void _Unlink();
+
+    PropertyCore* const property_;
+};
+
+template <class F>
+class CallbackObserver final : public PropertyLink {
+public:
+    CallbackObserver(PropertyCore& property, F&& callback)
+        : PropertyLink(property), callback_(std::move(callback)) {}
+    void Notify() override { callback_(); }
+
+private:
+    F callback_;
 };
 
 /// What a bound property follows. It links itself to the properties that it reads, anew each time.
@@ -91,13 +113,16 @@ private:
 class [[nodiscard]] PropertyObserver {
 public:
     PropertyObserver() = default;
-    void Reset() { observer_.reset(); }
+    void Reset() { link_.reset(); }
 
 private:
     friend class detail::PropertyCore;
-    explicit PropertyObserver(detail::CallbackObserver* observer) : observer_(observer) {}
+    struct Drop {
+        void operator()(detail::PropertyLink* link) const { link->Drop(); }
+    };
+    explicit PropertyObserver(detail::PropertyLink* link) : link_(link) {}
 
-    std::unique_ptr<detail::CallbackObserver, detail::DropObserver> observer_;
+    std::unique_ptr<detail::PropertyLink, Drop> link_;
 };
 
 namespace detail {
@@ -107,7 +132,10 @@ class KIV_BASE_API PropertyCore : public UntypedProperty {
 public:
     /// Calls `callback` after each change, while the handle lives. The newest observer is called
     /// first. A callback may do anything, also to this property and to other observers.
-    PropertyObserver Observe(std::function<void()> callback);
+    template <class F>
+    requires std::is_invocable_v<F&> PropertyObserver Observe(F callback) {
+        return PropertyObserver(new CallbackObserver<F>(*this, std::move(callback)));
+    }
 
 protected:
     using UntypedProperty::UntypedProperty;
@@ -118,7 +146,6 @@ protected:
     void _Bind(const std::shared_ptr<PropertyExpression>& expression);
 
 private:
-    friend class CallbackObserver;
     friend class PropertyExpression;
     friend class PropertyLink;
 };

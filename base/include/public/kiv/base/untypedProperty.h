@@ -23,6 +23,7 @@
 #ifndef KIV_BASE_UNTYPED_PROPERTY_H_
 #define KIV_BASE_UNTYPED_PROPERTY_H_
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -74,6 +75,31 @@ public:
     PropertyObserverImpl* observers;  // of the target
 };
 
+namespace detail {
+
+/// A `Notify` on its way along a list. The thread knows those that are under way: whoever unlinks
+/// an observer moves the walks that stand on it, so that none goes on from one that is gone.
+struct KIV_BASE_API PropertyWalk {
+    PropertyWalk(const UntypedProperty* walked, PropertyObserverImpl* head);
+    PropertyWalk(const PropertyWalk&) = delete;
+    PropertyWalk& operator=(const PropertyWalk&) = delete;
+    ~PropertyWalk();
+
+    void GoOnWithSaved();
+
+    PropertyWalk* const outer;
+    const UntypedProperty* property;  // null once it died
+    PropertyObserverImpl* told;       // null at the end of the list
+    PropertyObserverImpl* saved = nullptr;
+    bool left = false;       // `told` was unlinked while it was told
+    bool discarded = false;  // and is to be deleted then
+
+private:
+    void _FreeDiscarded();
+};
+
+}  // namespace detail
+
 class KIV_BASE_API UntypedProperty {
 public:
     /// Two bits that are kept for the typed class, which gives them their meaning.
@@ -87,7 +113,7 @@ public:
     Object* GetObject() const;
     PropertyInfo GetPropertyInfo() const;
     StringView GetName() const { return name_; }
-    bool HasBinding() const { return (link_ & kLinkedBit) && GetBinding(); }
+    bool HasBinding() const { return GetBinding() != nullptr; }
     /// Ends the binding, if there is one; the observers stay. Always `Status::Success`.
     Status Unbinding();
 
@@ -97,9 +123,16 @@ protected:
     ~UntypedProperty();
 
     /// Null if the property is not bound.
-    PropertyBindingImpl* GetBinding() const;
+    PropertyBindingImpl* GetBinding() const {
+        PropertyObserverImpl* const linked = _GetLinked();
+        return linked && !_IsObservedBy(*linked) ? static_cast<PropertyBindingImpl*>(linked)
+                                                 : nullptr;
+    }
     /// The head, which is the newest.
-    PropertyObserverImpl* GetObserverList() const;
+    PropertyObserverImpl* GetObserverList() const {
+        const PropertyBindingImpl* binding = GetBinding();
+        return binding ? binding->observers : _GetLinked();
+    }
     Flags GetFlags() const { return static_cast<Flags>(link_ & kFlagBits); }
     void SetFlags(Flags flags) {
         link_ = (link_ & ~kFlagBits) | (static_cast<uint64>(flags) & kFlagBits);
@@ -110,6 +143,9 @@ protected:
     void Subscribe(PropertyObserverImpl* observer);
     /// Unlinks the observer, if it is linked here. It may be linked again.
     void Unsubscribe(PropertyObserverImpl* observer);
+    /// Deletes an observer that is not linked any more: at once or, if it is being told by a
+    /// `Notify` of the calling thread, as soon as it is through.
+    static void Discard(PropertyObserverImpl* observer);
     /// Tells all observers, the newest first. Those that are linked meanwhile are not told.
     void Notify() {
         if (link_ & kLinkedBit)
@@ -137,8 +173,20 @@ private:
     static constexpr uint64 kFlagBits = static_cast<uint64>(Flags::Both);
     static constexpr uint64 kAddressBits = ~(kLinkedBit | kFlagBits);
 
-    PropertyObserverImpl* _GetLinked() const;
-    bool _IsObservedBy(const PropertyObserverImpl& observer) const;
+    PropertyObserverImpl* _GetLinked() const {
+        return link_ & kLinkedBit ? reinterpret_cast<PropertyObserverImpl*>(link_ & kAddressBits)
+                                  : nullptr;
+    }
+    bool _IsObservedBy(const PropertyObserverImpl& observer) const {
+        return _GetLocation(observer) == reinterpret_cast<std::uintptr_t>(this);
+    }
+    /// Where the property lies that the observer was built for. A number, because there is no
+    /// object of which that place and this one are known to be a part.
+    static std::uintptr_t _GetLocation(const PropertyObserverImpl& observer) {
+        return reinterpret_cast<std::uintptr_t>(observer.object) +
+               static_cast<std::uintptr_t>(
+                   static_cast<std::intptr_t>(observer.propertyInfo.GetOffsetof()));
+    }
     Object* _GetObject(const PropertyInfo& info) const;
     static void _Link(PropertyObserverImpl*& head, PropertyObserverImpl* observer);
     Status _NewBinding(UntypedProperty& source, std::function<void()>&& function, Flags flags,
@@ -154,6 +202,21 @@ private:
 };
 
 static_assert(sizeof(UntypedProperty) == sizeof(uint64) + sizeof(std::string));
+
+// Inline, because a call from one module into another costs more than all the rest of the loop.
+inline void UntypedProperty::_NotifyAll() {
+    detail::PropertyWalk walk(this, GetObserverList());
+    while (walk.told) {
+        PropertyObserverImpl* const observer = walk.told;
+        walk.saved = observer->next;
+        observer->Notify();
+        // The observer may have changed its place, or be gone.
+        if (walk.left) [[unlikely]]
+            walk.GoOnWithSaved();
+        else
+            walk.told = observer->next ? observer->next : walk.saved;
+    }
+}
 
 /// Marks a property as under evaluation on the calling thread while the scope lives. Scopes end in
 /// reverse order of their start.
