@@ -35,6 +35,8 @@ logging::Logger baseLogger2("kiv.base");
 // Modules add their handlers to the table when they are loaded.
 std::map<std::string, ArchiveSerializer<Value>::Handler>
     ArchiveSerializer<Value>::value_archive_handles_;
+std::map<std::string, ArchiveSerializer<Value>::MemberHandler>
+    ArchiveSerializer<Value>::_member_handles_;
 [[maybe_unused]] static const bool archived = (RegisterBuiltInArchiveTypes(), true);
 
 // A derived class may come before its base: the base's definition completes the lists.

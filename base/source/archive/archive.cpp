@@ -13,6 +13,12 @@ Archive::Archive(const std::unordered_map<std::string, Value>& given) : options(
 
 Archive::~Archive() = default;
 
+bool Archive::_SerializeTypeName(const std::string& expected, std::string& found) {
+    found = expected;
+    SerializeString("type", found);
+    return found == expected;
+}
+
 bool Archive::_BeginObjectOrWarn(const StringView& name) {
     if (BeginObject(name))
         return true;

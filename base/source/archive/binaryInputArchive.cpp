@@ -28,6 +28,7 @@ using internal::RecordTag;
 struct BinaryInputArchive::KnownObjects {
     internal::ReadObjects objects;
     internal::IdMap<Object*> by_id;  // of these, the last one of each id
+    Type last_type;
 };
 
 BinaryInputArchive::BinaryInputArchive(const std::vector<unsigned char>& buffer,
@@ -83,9 +84,14 @@ Archive& BinaryInputArchive::_ReadNumber(T& value) {
     return *this;
 }
 
-void BinaryInputArchive::_ReadString(std::string& value) {
+StringView BinaryInputArchive::_ReadText() {
     const unsigned int size = _ReadCount(1);
-    value.assign(reinterpret_cast<const char*>(_Take(size)), size);
+    return StringView(reinterpret_cast<const char*>(_Take(size)), size);
+}
+
+void BinaryInputArchive::_ReadString(std::string& value) {
+    const StringView text = _ReadText();
+    value.assign(text.data(), text.size());
 }
 
 template <class List>
@@ -104,6 +110,14 @@ Archive& BinaryInputArchive::_ReadStrings(List& values) {
     for (std::string& value : values)
         _ReadString(value);
     return *this;
+}
+
+bool BinaryInputArchive::_SerializeTypeName(const std::string& expected, std::string& found) {
+    const StringView text = _ReadText();
+    if (text == StringView(expected))
+        return true;
+    found = std::string(text);
+    return false;
 }
 
 #define KIV_READ_NUMBER(Type, Name)                                                \
@@ -193,14 +207,16 @@ RefPtr<Object> BinaryInputArchive::ReadObject() {
 RefPtr<Object> BinaryInputArchive::ReadObjectInternal(uint64 id) {
     internal::RequireRoomToNest();
     const uint64 start = reader_.position() - internal::kRecordHeadSize;
-    const unsigned int name_size = _ReadCount(1);
-    const StringView type_name(reinterpret_cast<const char*>(_Take(name_size)), name_size);
+    const StringView type_name = _ReadText();
     uint32 size = 0;
     _ReadNumber(size);
     if (annotator_)
         annotator_->_OnRecord(start, RecordTag::kFull, id, type_name);
 
-    const Type type = Type::Find(type_name);
+    // Objects of one type come in rows.
+    Type& type = known_->last_type;
+    if (type == Type() || type.GetName() != type_name)
+        type = Type::Find(type_name);
     if (type == Type()) {
         baseLogger2.log(LogLevel::Error, kObjectTag,
                         "Can't find object type: %s, size: %d, Please regester it.",
@@ -208,7 +224,7 @@ RefPtr<Object> BinaryInputArchive::ReadObjectInternal(uint64 id) {
         _StepOver(size);
         return nullptr;
     }
-    RefPtr<Object> object = type.CreateInstance().Get<RefPtr<Object>>();
+    const RefPtr<Object> object = type._CreateObject();
     if (!object) {
         baseLogger2.log(LogLevel::Error, kObjectTag, "Object type %s can't be created.",
                         std::string(type_name).c_str());
@@ -217,9 +233,8 @@ RefPtr<Object> BinaryInputArchive::ReadObjectInternal(uint64 id) {
     }
     // Entered before it is filled, so that a reference back to it from inside finds it.
     known_->by_id.Insert(id) = object.get();
-    const char* const name = type_name.data();
     baseLogger2.log(LogLevel::Debug, kObjectTag, "Start reading object. Type: %.*s, Size: %d",
-                    static_cast<int>(name_size), name, static_cast<int>(size));
+                    static_cast<int>(type_name.size()), type_name.data(), static_cast<int>(size));
     known_->objects.Read(
         id, object, [&] { *object << _ContentsArchive(); },
         [this](uint64 dropped, Object* forgotten) {
@@ -228,7 +243,7 @@ RefPtr<Object> BinaryInputArchive::ReadObjectInternal(uint64 id) {
                 known = nullptr;
         });
     baseLogger2.log(LogLevel::Debug, kObjectTag, "Finished reading object. Type: %.*s, Size: %d",
-                    static_cast<int>(name_size), name, static_cast<int>(size));
+                    static_cast<int>(type_name.size()), type_name.data(), static_cast<int>(size));
     return object;
 }
 

@@ -93,6 +93,11 @@ Archive& BinaryOutputArchive::_WriteStrings(const List& values) {
     return *this;
 }
 
+bool BinaryOutputArchive::_SerializeTypeName(const std::string& expected, std::string&) {
+    _WriteString(expected);
+    return true;
+}
+
 #define KIV_WRITE_NUMBER(Type, Name)                                                \
     Archive& BinaryOutputArchive::Serialize##Name(const StringView&, Type& value) { \
         return _WriteNumber(value);                                                 \

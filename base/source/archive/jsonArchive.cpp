@@ -86,7 +86,7 @@ void JsonArchive::CreateObjectByID(uint64 id) {
         return;
     }
     // Entered before it is filled, so that a reference back to it from inside finds it.
-    RefPtr<Object> object = type.CreateInstance().Get<RefPtr<Object>>();
+    RefPtr<Object> object = type._CreateObject();
     mapped->object = object.get();
     mapped->created = true;
     if (!object) {

@@ -51,6 +51,11 @@ Archive& JsonInputArchive::_Read(const StringView& name, T& value) {
 KIV_FOR_EACH_ARCHIVE_SCALAR(KIV_READ_SCALAR)
 #undef KIV_READ_SCALAR
 
+bool JsonInputArchive::_SerializeTypeName(const std::string& expected, std::string& found) {
+    return internal::TextOf(state_->reader.Find("type")) == expected ||
+           Archive::_SerializeTypeName(expected, found);
+}
+
 Archive& JsonInputArchive::SerializeBoolArray(const StringView& name, std::vector<bool>& value) {
     return _Read(name, value);
 }

@@ -55,6 +55,11 @@ Archive& JsonOutputArchive::SerializeString(const StringView& name, std::string&
     return *this;
 }
 
+bool JsonOutputArchive::_SerializeTypeName(const std::string& expected, std::string&) {
+    state_->writer.String("type", expected);
+    return true;
+}
+
 Archive& JsonOutputArchive::SerializeBoolArray(const StringView& name, std::vector<bool>& value) {
     state_->writer.List(name, value, [](JsonText& text, bool bit) { text.AppendValue(bit); });
     return *this;

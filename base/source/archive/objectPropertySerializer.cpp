@@ -1,10 +1,8 @@
 #include "kiv/base/objectPropertySerializer.h"
 
-#include "kiv/base/archive.h"
-#include "kiv/base/archiveTypes.h"
+#include "archive/propertyPlan.h"
 #include "kiv/base/object.h"
 #include "kiv/base/propertyInfo.h"
-#include "kiv/base/value.h"
 
 namespace kiv {
 
@@ -12,11 +10,8 @@ void ObjectPropertySerializer::Serialize(Archive& archive, Object* object) {
     const Type type = object->GetType();
     const Instance instance(object, type);
     for (const PropertyInfo& property : type.GetProperties()) {
-        if (!property.IsStorable())
-            continue;
-        Value value = property.GetField(instance, nullptr);
-        archive.Serialize<Value>(property.GetName(), value);
-        property.SetField(instance, value);
+        if (property.IsStorable())
+            internal::PropertyPlan::Serialize(archive, property, instance);
     }
 }
 

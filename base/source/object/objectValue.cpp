@@ -1,5 +1,6 @@
-// How a `Value` hands out the objects that it refers to.
+// The objects that values refer to and that types create.
 #include "kiv/base/object.h"
+#include "kiv/base/typeInfo.h"
 #include "kiv/base/value.h"
 
 namespace kiv {
@@ -36,6 +37,18 @@ Array<RefPtr<Object>> Value::_GetObjects(Status* status) const {
         result.emplace_back(RefPtr<Object>(IsUsable(object) ? object : nullptr));
     }
     return result;
+}
+
+RefPtr<Object> Type::_CreateObject() const {
+    return info_->CreateObject();
+}
+
+RefPtr<Object> TypeInfo::CreateObject() const {
+    return factory ? factory->CreateObject() : nullptr;
+}
+
+RefPtr<Object> rttr::CreateInstanceFactory::CreateObject() const {
+    return CreateInstance().Get<RefPtr<Object>>();
 }
 
 }  // namespace kiv

@@ -7,6 +7,8 @@
 
 namespace kiv {
 
+detail::PropertyNote::~PropertyNote() = default;
+
 PropertyInfoImpl::PropertyInfoImpl(StringView name, Type declaringType, unsigned int flags,
                                    PropertyOptions options, int offset)
     : name_(name),
@@ -15,7 +17,9 @@ PropertyInfoImpl::PropertyInfoImpl(StringView name, Type declaringType, unsigned
       offset_(offset),
       options_(std::move(options)) {}
 
-PropertyInfoImpl::~PropertyInfoImpl() = default;
+PropertyInfoImpl::~PropertyInfoImpl() {
+    delete note_.load();
+}
 
 Type PropertyInfoImpl::GetType() const {
     return Type();
@@ -36,6 +40,10 @@ Status PropertyInfoImpl::SetField(Instance instance, const Value& value) const {
 
 Value PropertyInfoImpl::GetField(Instance instance, Status& status) const {
     return GetValue(instance, status);
+}
+
+const detail::PlainMember* PropertyInfoImpl::_GetPlainMember() const {
+    return nullptr;
 }
 
 namespace {

@@ -40,7 +40,12 @@
 
 namespace kiv {
 
+class AnnotatingArchive;
 class Archive;
+
+namespace internal {
+class PropertyPlan;
+}
 
 /// How the contents of a `T` are written and read, in a scope that the caller has opened.
 /// Specialize it with `static void Serialize(Archive& archive, T& value)`, which calls the archive
@@ -155,8 +160,15 @@ public:
     /// reads "DeserializeValue": if it is there, a `Value` of an unknown type ends the pass.
     std::unordered_map<std::string, Value>& GetOptions() { return options; }
 
+protected:
+    /// `SerializeString("type", ...)` for a text that is known: false if a reader finds another
+    /// one, which `found` then holds. An archive may override it to spare itself a copy.
+    virtual bool _SerializeTypeName(const std::string& expected, std::string& found);
+
 private:
+    friend class AnnotatingArchive;
     friend struct ArchiveSerializer<Value>;
+    friend class internal::PropertyPlan;
 
     // An array of object references; an element that isn't a `T` reads as null and keeps its place.
     template <class Container, class T>

@@ -33,6 +33,11 @@
 
 namespace kiv {
 
+namespace internal {
+class PropertyPlan;
+struct Treatment;
+}  // namespace internal
+
 template <>
 struct KIV_BASE_API ArchiveSerializer<Value> {
     using Handler = std::function<void(Archive&, const StringView&, Value&)>;
@@ -49,6 +54,7 @@ struct KIV_BASE_API ArchiveSerializer<Value> {
     static void RegisterValueArchiveType(const std::string& typeName) {
         Type::Declare<T>();
         value_archive_handles_[typeName] = &_Handle<T>;
+        _member_handles_[typeName] = {&_Handle<T>, &_HandleMember<T>};
     }
     template <class T>
     static void RegisterValueArchiveArrayType(const std::string& typeName) {
@@ -56,8 +62,24 @@ struct KIV_BASE_API ArchiveSerializer<Value> {
     }
 
 private:
+    friend class internal::PropertyPlan;
+
+    using PlainHandler = void (*)(Archive&, const StringView&, Value&);
+    // What does for a member in place what the handler does for a `Value`.
+    struct MemberHandler {
+        PlainHandler handler = nullptr;
+        void (*serialize)(Archive& archive, const StringView& name, void* member) = nullptr;
+    };
+    static std::map<std::string, MemberHandler> _member_handles_;
+
+    // What stands behind the name of the type.
+    static void _SerializeDatum(Archive& archive, const internal::Treatment& treatment,
+                                Value& value);
+    static void _ReadDatum(Archive& archive, const std::string& typeName, Value& value);
     template <class T>
     static void _Handle(Archive& archive, const StringView& name, Value& value);
+    template <class T>
+    static void _HandleMember(Archive& archive, const StringView& name, void* member);
 };
 
 // The records, each as an object of its fields; a plane's normal comes back with unit length.
@@ -109,6 +131,16 @@ void ArchiveSerializer<Value>::_Handle(Archive& archive, const StringView& name,
     detail::SerializeDatum(archive, name, datum);
     if (archive.IsRead())
         value = Value(std::move(datum));
+}
+
+template <class T>
+void ArchiveSerializer<Value>::_HandleMember(Archive& archive, const StringView& name,
+                                             void* member) {
+    // A copy, as through a `Value`: the member changes if the whole datum was read, or not at all.
+    T datum = *static_cast<const T*>(member);
+    detail::SerializeDatum(archive, name, datum);
+    if (archive.IsRead())
+        *static_cast<T*>(member) = std::move(datum);
 }
 
 /// Registers the handlers of `T` and of `Array<T>`; used as a static object. `typeName` is the raw

@@ -67,6 +67,7 @@ public:
 private:
     struct WrittenObjects;
 
+    bool _SerializeTypeName(const std::string& expected, std::string& found) override;
     uint64 _Offset() const override;
 
     template <class T>
@@ -105,12 +106,14 @@ public:
 private:
     struct KnownObjects;
 
+    bool _SerializeTypeName(const std::string& expected, std::string& found) override;
     uint64 _Offset() const override;
 
     const unsigned char* _Take(uint64 size);
     template <class T>
     Archive& _ReadNumber(T& value);
     unsigned int _ReadCount(uint64 element_size);
+    StringView _ReadText();
     void _ReadString(std::string& value);
     template <class List>
     Archive& _ReadNumbers(List& values);

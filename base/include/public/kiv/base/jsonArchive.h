@@ -81,6 +81,8 @@ public:
     KIV_ARCHIVE_OVERRIDES
 
 private:
+    bool _SerializeTypeName(const std::string& expected, std::string& found) override;
+
     template <class T>
     Archive& _Read(const StringView& name, T& value);
     bool _ResolveReference(const rapidjson::Value& node, RefPtr<Object>& out);
@@ -99,6 +101,9 @@ public:
     // outside an array, an end without a beginning) a failed check is logged and the datum is
     // dropped.
     KIV_ARCHIVE_OVERRIDES
+
+private:
+    bool _SerializeTypeName(const std::string& expected, std::string& found) override;
 };
 
 }  // namespace kiv

@@ -14,6 +14,7 @@
 #define KIV_BASE_PROPERTY_INFO_H_
 
 #include <array>
+#include <atomic>
 #include <memory>
 #include <new>
 #include <string>
@@ -30,7 +31,33 @@ namespace kiv {
 
 class Enum;
 class Object;
+template <class T>
+class RefPtr;
 class TypeRegistry;
+
+namespace internal {
+class PropertyPlan;
+}
+
+namespace detail {
+
+/// How a property that is nothing but its member is reached past `GetField` and `SetField`, with
+/// the same outcome: the member is the value. The functions are there for a reference to an object
+/// and for a list of them, and null for other types.
+struct PlainMember {
+    uint64 (*objectCount)(const void* member) = nullptr;
+    Object* (*objectAt)(const void* member, uint64 index) = nullptr;
+    /// Changes nothing if there is an object that is of no fitting class.
+    void (*storeObjects)(void* member, const RefPtr<Object>* objects, uint64 count) = nullptr;
+};
+
+/// What another part of the library knows of a property, and keeps with it.
+class KIV_BASE_API PropertyNote {
+public:
+    virtual ~PropertyNote();
+};
+
+}  // namespace detail
 class UntypedProperty;
 
 /// What can be done with a property.
@@ -94,6 +121,8 @@ public:
     virtual Value GetValue(Instance instance, Status& status) const;
     virtual Status SetField(Instance instance, const Value& value) const;
     virtual Value GetField(Instance instance, Status& status) const;
+    /// Null unless the property is a plain member, which lies at its offset.
+    virtual const detail::PlainMember* _GetPlainMember() const;
 
 protected:
     PropertyInfoImpl(StringView name, Type declaringType, unsigned int flags,
@@ -105,6 +134,7 @@ protected:
 
 private:
     friend class PropertyInfo;
+    friend class internal::PropertyPlan;
     friend struct std::default_delete<PropertyInfoImpl>;
 
     std::string name_;
@@ -112,6 +142,7 @@ private:
     PropertyFlags flags_;
     int32 offset_;
     PropertyOptions options_;
+    mutable std::atomic<detail::PropertyNote*> note_ = nullptr;  // owned
 };
 
 class KIV_BASE_API PropertyInfo {
@@ -152,6 +183,7 @@ public:
 private:
     friend class TypeRegistry;
     friend class UntypedProperty;
+    friend class internal::PropertyPlan;
 
     PropertyInfoImpl* impl_ = nullptr;
 };

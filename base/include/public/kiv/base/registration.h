@@ -219,6 +219,20 @@ bool CanNarrow(Object* object) {
     return object == nullptr || Type::Declare<T>().IsBaseOf(static_cast<Base*>(object)->GetType());
 }
 
+/// Appends the objects that `at(index)` gives, or as many of them as come before one that can't
+/// stand there, and is false then.
+template <class T, class At>
+bool NarrowAll(uint64 count, At at, Array<RefPtr<T>>& narrowed) {
+    narrowed.reserve(count);
+    for (uint64 i = 0; i < count; ++i) {
+        Object* const object = at(i);
+        if (!CanNarrow<T>(object))
+            return false;
+        narrowed.emplace_back(RefPtr<T>(InstanceCast<T>(object)));
+    }
+    return true;
+}
+
 template <class T>
 struct PropertyValue<RefPtr<T>> {
     static_assert(std::is_base_of_v<Object, T> && !std::is_const_v<T>,
@@ -249,14 +263,59 @@ struct PropertyValue<Array<RefPtr<T>>> {
         if (count < 0 || !value.GetType().IsVector())
             return Status::InvalidCast;
         Array<RefPtr<T>> narrowed;
-        narrowed.reserve(static_cast<uint64>(count));
-        for (int64 i = 0; i < count; ++i) {
-            Object* object = value.ObjectAt(static_cast<uint64>(i));
-            if (!CanNarrow<T>(object))
-                return Status::InvalidCast;
-            narrowed.emplace_back(RefPtr<T>(InstanceCast<T>(object)));
-        }
+        const auto at = [&value](uint64 index) { return value.ObjectAt(index); };
+        if (!NarrowAll(static_cast<uint64>(count), at, narrowed))
+            return Status::InvalidCast;
         return assign(narrowed);
+    }
+};
+
+/// The plain member of type `M`, or null where its value is not what lies in the member.
+template <class M>
+struct PlainMemberOf {
+    static const PlainMember* Get() {
+        static constexpr PlainMember member;
+        if constexpr (!std::is_enum_v<M> && std::is_same_v<M, typename PropertyValue<M>::Stored>)
+            return &member;
+        else
+            return nullptr;
+    }
+};
+
+template <class T>
+struct PlainMemberOf<RefPtr<T>> {
+    static const RefPtr<T>& Read(const void* member) {
+        return *static_cast<const RefPtr<T>*>(member);
+    }
+    static void Store(void* member, const RefPtr<Object>* objects, uint64) {
+        Object* const object = objects->get();
+        if (CanNarrow<T>(object))
+            *static_cast<RefPtr<T>*>(member) = RefPtr<T>(InstanceCast<T>(object));
+    }
+    static const PlainMember* Get() {
+        static constexpr PlainMember member = {
+            [](const void*) -> uint64 { return 1; },
+            [](const void* at, uint64) -> Object* { return Read(at).get(); }, &Store};
+        return &member;
+    }
+};
+
+template <class T>
+struct PlainMemberOf<Array<RefPtr<T>>> {
+    static const Array<RefPtr<T>>& Read(const void* member) {
+        return *static_cast<const Array<RefPtr<T>>*>(member);
+    }
+    static void Store(void* member, const RefPtr<Object>* objects, uint64 count) {
+        Array<RefPtr<T>> narrowed;
+        const auto at = [objects](uint64 index) { return objects[index].get(); };
+        if (NarrowAll(count, at, narrowed))
+            static_cast<Array<RefPtr<T>>*>(member)->swap(narrowed);
+    }
+    static const PlainMember* Get() {
+        static constexpr PlainMember member = {
+            [](const void* at) -> uint64 { return Read(at).size(); },
+            [](const void* at, uint64 index) -> Object* { return Read(at)[index].get(); }, &Store};
+        return &member;
     }
 };
 
@@ -299,6 +358,7 @@ inline constexpr PropertyFlags DefaultPropertyFlags = PropertyFlags::Default;
 template <class T, class M>
 struct MemberAccess {
     using Member = std::remove_const_t<M>;
+    static constexpr bool stores_plainly = !std::is_const_v<M>;
     M T::*member;
 
     const Member& Load(const T& object) const { return object.*member; }
@@ -360,6 +420,9 @@ struct AccessorAccess : GetterAccess<T, Getter> {
 template <class T, class M>
 struct ReadOnlyMemberAccess {
     using Member = typename MemberAccess<T, M>::Member;
+    static constexpr bool stores_plainly = requires {
+        requires MemberAccess<T, M>::stores_plainly;
+    };
     MemberAccess<T, M> access;
 
     const Member& Load(const T& object) const { return access.Load(object); }
@@ -456,6 +519,13 @@ public:
         }
     }
 
+    const PlainMember* _GetPlainMember() const override {
+        if constexpr (requires { requires Access::stores_plainly; })
+            return PlainMemberOf<M>::Get();
+        else
+            return nullptr;
+    }
+
 private:
     static T& _Object(const Instance& instance) { return *InstanceCast<T>(instance.object); }
     static uint64 _NumberOf(const Value& item) {
@@ -476,6 +546,12 @@ public:
                           "An instance is created in a Value, which cannot hold this.");
             return Value(T());
         }
+    }
+    RefPtr<Object> CreateObject() const override {
+        if constexpr (std::is_base_of_v<Object, T>)
+            return MakeRefCounted<T>();
+        else
+            return nullptr;
     }
 };
 

@@ -31,6 +31,7 @@
 namespace kiv {
 
 class Enum;
+class Object;
 class PropertyInfo;
 class TypeRegistry;
 class Value;
@@ -120,6 +121,8 @@ public:
     /// A new instance, a class derived from `Object` as a `RefPtr` to it. Without a factory an
     /// empty `Value` and `Status::Failure`.
     Value CreateInstance(Status* status = nullptr) const;
+    /// The same for a class derived from `Object`; null if there is no object.
+    RefPtr<Object> _CreateObject() const;
 
     friend bool operator==(Type a, Type b) { return a.info_ == b.info_; }
 

@@ -24,6 +24,8 @@ namespace rttr {
 class KIV_BASE_API CreateInstanceFactory {
 public:
     virtual Value CreateInstance() const = 0;
+    /// The object in that `Value`, or null; spared the way through it where that is known.
+    virtual RefPtr<Object> CreateObject() const;
 
 protected:
     friend struct std::default_delete<CreateInstanceFactory>;
@@ -55,6 +57,7 @@ struct KIV_BASE_API ClassInfo {
 
 struct KIV_BASE_API TypeInfo {
     Value CreateInstance(Status* status) const;
+    RefPtr<Object> CreateObject() const;
 
     const std::type_info* id = nullptr;
     Type raw_type{};
