@@ -261,6 +261,8 @@ TEST(UntypedPropertyTest, BindingBearsWhatItsFunctionDoes) {
                  p.source->first, [&p] { p.ran += "y"; }, nullptr);
          },
          "xy"},
+        {"gets another one in its place",
+         [](Pair& p) { p.target->first.GetBinding()->function = [&p] { p.ran += "y"; }; }, "xy"},
         {"removes itself",
          [](Pair& p) { p.target->first.SetBinding(p.source->first, {}, nullptr); }, "x"},
         {"binds anew",
