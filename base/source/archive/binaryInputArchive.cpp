@@ -33,9 +33,16 @@ struct BinaryInputArchive::KnownObjects {
 
 BinaryInputArchive::BinaryInputArchive(const std::vector<unsigned char>& buffer,
                                        const std::unordered_map<std::string, Value>& given)
-    : BinaryArchive(given), reader_(buffer), known_(std::make_unique<KnownObjects>()) {}
+    : BinaryInputArchive(ArrayView<const unsigned char>(buffer), given) {}
 
-BinaryInputArchive::~BinaryInputArchive() = default;
+BinaryInputArchive::BinaryInputArchive(ArrayView<const unsigned char> bytes,
+                                       const std::unordered_map<std::string, Value>& given)
+    : BinaryArchive(given), reader_(bytes), known_(std::make_unique<KnownObjects>()) {}
+
+BinaryInputArchive::~BinaryInputArchive() {
+    if (is_suspect_)
+        known_->objects.ReleaseCircles();
+}
 
 bool BinaryInputArchive::IsRead() const {
     return true;
@@ -47,6 +54,7 @@ uint64 BinaryInputArchive::_Offset() const {
 
 // One message a pass: what is missed later follows from the first.
 void BinaryInputArchive::_ReportDamage(const char* what) {
+    is_suspect_ = true;
     if (std::exchange(is_damaged_, true))
         return;
     baseLogger2.log(LogLevel::Error, "BinaryInputArchive",
@@ -149,7 +157,7 @@ KIV_READ_LIST(std::vector<std::string>, String, _ReadStrings)
 
 // Weak references aren't restored: nothing would keep alive what only they refer to.
 Archive& BinaryInputArchive::SerializeObject(const StringView&, WeakPtr<Object>&) {
-    ReadObject();
+    _StepOverReference();
     return *this;
 }
 
@@ -160,7 +168,7 @@ Archive& BinaryInputArchive::SerializeObject(const StringView&, RefPtr<Object>& 
 
 Archive& BinaryInputArchive::SerializeObjectArray(const StringView&, Array<WeakPtr<Object>>&) {
     for (unsigned int count = _ReadObjectCount(); count > 0; --count)
-        ReadObject();
+        _StepOverReference();
     return *this;
 }
 
@@ -173,6 +181,13 @@ Archive& BinaryInputArchive::SerializeObjectArray(const StringView&, Array<RefPt
         objects.emplace_back(ReadObject());
     value.swap(objects);
     return *this;
+}
+
+void BinaryInputArchive::_StepOverReference() {
+    const uint64 start = reader_.position();
+    ReadObject();
+    if (reader_.position() - start > internal::kRecordHeadSize)
+        is_suspect_ = true;  // no writer puts a full record there
 }
 
 unsigned int BinaryInputArchive::_ReadObjectCount() {
@@ -198,9 +213,11 @@ RefPtr<Object> BinaryInputArchive::ReadObject() {
         Object* const* const object = known_->by_id.Find(id);
         return RefPtr<Object>(object ? *object : nullptr);
     }
-    if (tag != RecordTag::kNull)
+    if (tag != RecordTag::kNull) {
+        is_suspect_ = true;
         baseLogger2.log(LogLevel::Error, "BinaryInputArchive::ReadObject",
                         "Unknown object type: %d", head[0]);
+    }
     return nullptr;
 }
 
@@ -235,6 +252,7 @@ RefPtr<Object> BinaryInputArchive::ReadObjectInternal(uint64 id) {
     known_->by_id.Insert(id) = object.get();
     baseLogger2.log(LogLevel::Debug, kObjectTag, "Start reading object. Type: %.*s, Size: %d",
                     static_cast<int>(type_name.size()), type_name.data(), static_cast<int>(size));
+    const uint64 payload = reader_.position();
     known_->objects.Read(
         id, object, [&] { *object << _ContentsArchive(); },
         [this](uint64 dropped, Object* forgotten) {
@@ -242,6 +260,8 @@ RefPtr<Object> BinaryInputArchive::ReadObjectInternal(uint64 id) {
             if (known == forgotten)
                 known = nullptr;
         });
+    if (reader_.position() - payload != size)
+        is_suspect_ = true;
     baseLogger2.log(LogLevel::Debug, kObjectTag, "Finished reading object. Type: %.*s, Size: %d",
                     static_cast<int>(type_name.size()), type_name.data(), static_cast<int>(size));
     return object;

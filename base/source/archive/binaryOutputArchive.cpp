@@ -46,7 +46,7 @@ BinaryOutputArchive::BinaryOutputArchive(const std::unordered_map<std::string, V
 BinaryOutputArchive::~BinaryOutputArchive() = default;
 
 void BinaryOutputArchive::ToBuffer(std::vector<unsigned char>& out) {
-    out.assign(writer_.data(), writer_.data() + writer_.size());
+    out.assign(GetBytes().begin(), GetBytes().end());
 }
 
 bool BinaryOutputArchive::IsRead() const {

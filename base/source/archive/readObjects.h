@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "archive/referenceCutter.h"
+#include "archive/referenceWalk.h"
 #include "kiv/base/integers.h"
 #include "kiv/base/object.h"
 #include "kiv/base/refPtr.h"
@@ -35,6 +35,10 @@ public:
         }
         --depth_;
     }
+
+    /// Empties the objects that nobody but their like refers to: circles that a damaged source left
+    /// behind, which would keep themselves alive for ever.
+    void ReleaseCircles() noexcept;
 
 private:
     struct Entry {

@@ -84,6 +84,35 @@ TEST_F(BinaryDamageTest, EverySingleByteMayBeAnyOther) {
     }
 }
 
+TEST_F(BinaryDamageTest, CirclesThatNobodyGetsAreReleased) {
+    // A ring where a weak reference should be, then one that the reader gets, which both share an
+    // object of a third.
+    Bytes bytes;
+    RefPtr<SampleNode> lost = MakeRefCounted<SampleNode>();
+    RefPtr<SampleNode> kept = MakeRefCounted<SampleNode>();
+    {
+        BinaryOutputArchive output({});
+        lost->next = kept->next = MakeRefCounted<SampleNode>();
+        lost->others = {lost};
+        kept->others = {kept};
+        output.Serialize<SampleNode>("", lost).Serialize<SampleNode>("", kept);
+        output.ToBuffer(bytes);
+    }
+    lost = kept = nullptr;
+    SampleNode::CutAll();
+    {
+        BinaryInputArchive input(bytes, {});
+        WeakPtr<Object> weak;
+        input.SerializeObject("", weak).Serialize<SampleNode>("", kept);
+        EXPECT_THAT(SampleNode::living, SizeIs(3));
+    }
+    ASSERT_TRUE(kept && kept->next);
+    EXPECT_THAT(SampleNode::living, ::testing::UnorderedElementsAre(kept.get(), kept->next.get()));
+    EXPECT_EQ(kept->others[0], kept);
+    kept = nullptr;
+    SampleNode::CutAll();
+}
+
 TEST_F(BinaryDamageTest, CountsThatCannotBeMetLeaveNothingAndAreReportedOnce) {
     // Each on 7 bytes behind a count that claims more: nearly as many as fit, and far more.
     struct Case {

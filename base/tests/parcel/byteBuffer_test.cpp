@@ -216,13 +216,36 @@ TEST(ByteBufferReaderTest, VarintGivesItsNumberOrRefuses) {
         EXPECT_EQ(value, c.value.value_or(0));  // a refused read leaves the target alone
         EXPECT_EQ(reader.position(), c.taken);
     }
-    for (uint64 value = 1; value != 0; value <<= 1) {
-        ByteBufferWriter writer;
-        writer.AppendUVarint(value);
+}
+
+TEST(ByteBufferTest, VarintsComeBackInAsFewBytesAsTheyNeed) {
+    ByteBufferWriter writer;
+    std::vector<uint64> written;
+    uint64 size = 0;
+    for (int shift = 0; shift < 64; ++shift)
+        for (const uint64 bits : {uint64{1}, kMax, 0xFEDCBA9876543211})
+            for (const uint64 value : {bits << shift, bits >> shift, (uint64{1} << shift) - 1}) {
+                written.push_back(value);
+                writer.AppendUVarint(value);
+                for (uint64 rest = value; rest >= 0x80; rest >>= 7)
+                    ++size;
+                ASSERT_EQ(writer.size(), ++size) << value;
+            }
+    ByteBufferReader reader(writer);
+    for (const uint64 value : written) {
         uint64 read = 0;
-        EXPECT_TRUE(ByteBufferReader(writer).ReadUVarint(&read));
+        ASSERT_TRUE(reader.ReadUVarint(&read));
         EXPECT_EQ(read, value);
     }
+
+    // The last byte that fits makes nothing grow.
+    ByteBufferWriter full;
+    full.AppendBytes(Bytes(4095, 'a'));
+    full.AppendUVarint(0x7F);
+    EXPECT_EQ(full.capacity(), 4096u);
+    full.AppendUVarint(kMax);
+    EXPECT_EQ(full.capacity(), 6144u);
+    EXPECT_EQ(full.size(), 4106u);
 }
 
 }  // namespace

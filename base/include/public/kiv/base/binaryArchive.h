@@ -58,6 +58,8 @@ public:
 
     /// Replaces `out` by the bytes written so far. May be called at any time, and again.
     void ToBuffer(std::vector<unsigned char>& out);
+    /// The bytes written so far, where they are. Valid until the next call that writes.
+    ArrayView<const unsigned char> GetBytes() const { return {writer_.data(), writer_.size()}; }
 
     // The archive keeps each object that it writes alive, since its address is its id. A container
     // of 2^32 elements or more can't be stored: a failed check is logged. If the contents of an
@@ -93,6 +95,9 @@ public:
     /// Reads the bytes where they are: `buffer` has to outlive the archive, unchanged.
     BinaryInputArchive(const std::vector<unsigned char>& buffer,
                        const std::unordered_map<std::string, Value>& options);
+    /// The same, for bytes that lie anywhere else.
+    BinaryInputArchive(ArrayView<const unsigned char> bytes,
+                       const std::unordered_map<std::string, Value>& options);
     ~BinaryInputArchive() override;
 
     // Where the stream ends too early a number is left as it was, and a string or list is emptied,
@@ -100,7 +105,8 @@ public:
     // is logged. A weak reference is stepped over and the target left alone.
     //
     // If a read throws, the objects that were made for it are emptied of their references, or a
-    // half-built cycle would keep itself alive for ever.
+    // half-built cycle would keep itself alive for ever. The end of an archive does the same for
+    // those of a damaged stream that nobody came to hold.
     KIV_ARCHIVE_OVERRIDES
 
 private:
@@ -120,6 +126,7 @@ private:
     template <class List>
     Archive& _ReadStrings(List& values);
     unsigned int _ReadObjectCount();
+    void _StepOverReference();
     void _StepOver(uint64 size);
     void _ReportDamage(const char* what);
 
@@ -127,7 +134,8 @@ private:
     RefPtr<Object> ReadObjectInternal(uint64 id);
 
     ByteBufferReader reader_;
-    bool is_damaged_ = false;
+    bool is_damaged_ = false;  // which was logged
+    bool is_suspect_ = false;  // objects may have got lost
     std::unique_ptr<KnownObjects> known_;
 };
 

@@ -46,6 +46,39 @@ constexpr T BigEndian(T value) noexcept {
         return SwapBytes(value, std::make_index_sequence<sizeof(T)>());
 }
 
+inline constexpr std::size_t kLongestUVarint = 10;
+
+/// Writes a number of seven bits a byte to `to`, where `kLongestUVarint` bytes have room, and gives
+/// how many it takes. The bits are spread in parallel: a loop would pay for each branch that the
+/// processor can't foresee.
+inline std::size_t EncodeUVarint(uint64 value, unsigned char* to) noexcept {
+    // The top bits of all bytes but the last, by the length.
+    constexpr uint64 kContinues[] = {0,
+                                     0,
+                                     0x80,
+                                     0x8080,
+                                     0x808080,
+                                     0x80808080,
+                                     0x8080808080,
+                                     0x808080808080,
+                                     0x80808080808080,
+                                     0x8080808080808080,
+                                     0x8080808080808080};
+    // A seventh of the bits, rounded up.
+    const auto length = (static_cast<std::size_t>(std::bit_width(value | 1)) * 9 + 64) / 64;
+    // Halves of 28 bits, quarters of 14, and then groups of 7 move apart.
+    uint64 groups = (value & 0x000000000FFFFFFF) | (value & 0x00FFFFFFF0000000) << 4;
+    groups = (groups & 0x00003FFF00003FFF) | (groups & 0x0FFFC0000FFFC000) << 2;
+    groups = (groups & 0x007F007F007F007F) | (groups & 0x3F803F803F803F80) << 1;
+    const uint64 low =
+        BigEndian(SwapBytes(groups | kContinues[length], std::make_index_sequence<8>()));
+    std::memcpy(to, &low, sizeof(low));
+    to[8] =
+        static_cast<unsigned char>((value >> 56 & 0x7F) | (length == kLongestUVarint ? 0x80 : 0));
+    to[9] = static_cast<unsigned char>(value >> 63);
+    return length;
+}
+
 }  // namespace detail
 
 /// Elements that lie one behind the other and belong to somebody else. A `Size` of -4711 says that
@@ -117,6 +150,7 @@ protected:
     RawBufferT() noexcept = default;
     ~RawBufferT() = default;
 
+    uint64 _Room() const noexcept { return capacity_ - size_; }
     /// Raises the size by `count` and gives the room behind the old end, for the caller to fill.
     T* _Extend(uint64 count) {
         const uint64 size = size_;
@@ -279,11 +313,13 @@ private:
 };
 
 inline void ByteBufferWriter::AppendUVarint(uint64 value) {
-    while (value >= 0x80) {
-        AppendUInt8(static_cast<uint8>(value | 0x80));
-        value >>= 7;
+    if (_Room() >= detail::kLongestUVarint) [[likely]] {
+        _Extend(detail::EncodeUVarint(value, data() + size()));
+        return;
     }
-    AppendUInt8(static_cast<uint8>(value));
+    // The buffer grows if the number itself needs it, and not before.
+    unsigned char bytes[detail::kLongestUVarint];
+    AppendBytes(bytes, detail::EncodeUVarint(value, bytes));
 }
 
 inline bool ByteBufferReader::ReadUVarint(uint64* out) {
