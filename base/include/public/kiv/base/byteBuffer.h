@@ -45,37 +45,46 @@ constexpr T BigEndian(T value) noexcept {
     else
         return SwapBytes(value, std::make_index_sequence<sizeof(T)>());
 }
+/// The same with the least significant byte first.
+template <class T>
+constexpr T LittleEndian(T value) noexcept {
+    static_assert(std::is_unsigned_v<T>);
+    if constexpr (std::endian::native == std::endian::little)
+        return value;
+    else
+        return SwapBytes(value, std::make_index_sequence<sizeof(T)>());
+}
 
 inline constexpr std::size_t kLongestUVarint = 10;
+
+/// By the length of such a number, the top bits of its first eight bytes: set in all but the last.
+inline constexpr uint64 kUVarintContinues[] = {0,
+                                               0,
+                                               0x80,
+                                               0x8080,
+                                               0x808080,
+                                               0x80808080,
+                                               0x8080808080,
+                                               0x808080808080,
+                                               0x80808080808080,
+                                               0x8080808080808080,
+                                               0x8080808080808080};
 
 /// Writes a number of seven bits a byte to `to`, where `kLongestUVarint` bytes have room, and gives
 /// how many it takes. The bits are spread in parallel: a loop would pay for each branch that the
 /// processor can't foresee.
 inline std::size_t EncodeUVarint(uint64 value, unsigned char* to) noexcept {
-    // The top bits of all bytes but the last, by the length.
-    constexpr uint64 kContinues[] = {0,
-                                     0,
-                                     0x80,
-                                     0x8080,
-                                     0x808080,
-                                     0x80808080,
-                                     0x8080808080,
-                                     0x808080808080,
-                                     0x80808080808080,
-                                     0x8080808080808080,
-                                     0x8080808080808080};
     // A seventh of the bits, rounded up.
     const auto length = (static_cast<std::size_t>(std::bit_width(value | 1)) * 9 + 64) / 64;
     // Halves of 28 bits, quarters of 14, and then groups of 7 move apart.
     uint64 groups = (value & 0x000000000FFFFFFF) | (value & 0x00FFFFFFF0000000) << 4;
     groups = (groups & 0x00003FFF00003FFF) | (groups & 0x0FFFC0000FFFC000) << 2;
     groups = (groups & 0x007F007F007F007F) | (groups & 0x3F803F803F803F80) << 1;
-    const uint64 low =
-        BigEndian(SwapBytes(groups | kContinues[length], std::make_index_sequence<8>()));
-    std::memcpy(to, &low, sizeof(low));
-    to[8] =
-        static_cast<unsigned char>((value >> 56 & 0x7F) | (length == kLongestUVarint ? 0x80 : 0));
-    to[9] = static_cast<unsigned char>(value >> 63);
+    const uint64 first = LittleEndian(groups | kUVarintContinues[length]);
+    std::memcpy(to, &first, sizeof(first));
+    // Where there is a tenth byte it is 1, and bit 63 says in the ninth that it goes on.
+    const uint16 last = LittleEndian(static_cast<uint16>(value >> 56 | 0x100));
+    std::memcpy(to + sizeof(first), &last, sizeof(last));
     return length;
 }
 
