@@ -82,6 +82,10 @@ bool AnnotatingArchive::IsRead() const {
     return archive_.IsRead();
 }
 
+void AnnotatingArchive::_NoteRefusal() {
+    static_cast<Archive&>(archive_)._NoteRefusal();
+}
+
 // A line for what stands between the offset and the place that the archive has got to.
 void AnnotatingArchive::_Print(uint64 offset, std::size_t depth, const std::string& datum) {
     sink_(fmt::format("{:8} {:7}  {:{}}{}", offset, archive_._Offset() - offset, "", 2 * depth,

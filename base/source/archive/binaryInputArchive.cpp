@@ -40,7 +40,7 @@ BinaryInputArchive::BinaryInputArchive(ArrayView<const unsigned char> bytes,
     : BinaryArchive(given), reader_(bytes), known_(std::make_unique<KnownObjects>()) {}
 
 BinaryInputArchive::~BinaryInputArchive() {
-    if (is_suspect_)
+    if (may_have_lost_objects_)
         known_->objects.ReleaseCircles();
 }
 
@@ -54,7 +54,7 @@ uint64 BinaryInputArchive::_Offset() const {
 
 // One message a pass: what is missed later follows from the first.
 void BinaryInputArchive::_ReportDamage(const char* what) {
-    is_suspect_ = true;
+    _NoteRefusal();
     if (std::exchange(is_damaged_, true))
         return;
     baseLogger2.log(LogLevel::Error, "BinaryInputArchive",
@@ -187,7 +187,7 @@ void BinaryInputArchive::_StepOverReference() {
     const uint64 start = reader_.position();
     ReadObject();
     if (reader_.position() - start > internal::kRecordHeadSize)
-        is_suspect_ = true;  // no writer puts a full record there
+        _NoteRefusal();  // no writer puts a full record there
 }
 
 unsigned int BinaryInputArchive::_ReadObjectCount() {
@@ -214,7 +214,7 @@ RefPtr<Object> BinaryInputArchive::ReadObject() {
         return RefPtr<Object>(object ? *object : nullptr);
     }
     if (tag != RecordTag::kNull) {
-        is_suspect_ = true;
+        _NoteRefusal();
         baseLogger2.log(LogLevel::Error, "BinaryInputArchive::ReadObject",
                         "Unknown object type: %d", head[0]);
     }
@@ -261,7 +261,7 @@ RefPtr<Object> BinaryInputArchive::ReadObjectInternal(uint64 id) {
                 known = nullptr;
         });
     if (reader_.position() - payload != size)
-        is_suspect_ = true;
+        _NoteRefusal();
     baseLogger2.log(LogLevel::Debug, kObjectTag, "Finished reading object. Type: %.*s, Size: %d",
                     static_cast<int>(type_name.size()), type_name.data(), static_cast<int>(size));
     return object;

@@ -22,7 +22,10 @@ std::string TextOf(const StringView& name) {
 JsonInputArchive::JsonInputArchive(const std::unordered_map<std::string, Value>& given)
     : JsonArchive(given) {}
 
-JsonInputArchive::~JsonInputArchive() = default;
+JsonInputArchive::~JsonInputArchive() {
+    if (state_->may_have_lost_objects)
+        state_->read_objects.ReleaseCircles();
+}
 
 void JsonInputArchive::FromString(const std::string& text) {
     state_->reader.Load(text);
@@ -30,6 +33,10 @@ void JsonInputArchive::FromString(const std::string& text) {
 
 bool JsonInputArchive::IsRead() const {
     return true;
+}
+
+void JsonInputArchive::_NoteRefusal() {
+    state_->may_have_lost_objects = true;
 }
 
 template <class T>

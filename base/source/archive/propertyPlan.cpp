@@ -59,6 +59,12 @@ PropertyPlan::Way PropertyPlan::_CurrentWay() const {
     return present && *present == member_handler_.handler ? Way::kDatum : Way::kValue;
 }
 
+void PropertyPlan::_Store(Archive& archive, const PropertyInfo& property, const Instance& instance,
+                          const Value& value) {
+    if (!property.SetField(instance, value) && archive.IsRead())
+        archive._NoteRefusal();
+}
+
 void PropertyPlan::Serialize(Archive& archive, const PropertyInfo& property,
                              const Instance& instance) {
     const StringView name = property.GetName();
@@ -66,8 +72,7 @@ void PropertyPlan::Serialize(Archive& archive, const PropertyInfo& property,
     if (plan._CurrentWay() == Way::kValue) {
         Value value = property.GetField(instance, nullptr);
         archive.Serialize<Value>(name, value);
-        property.SetField(instance, value);
-        return;
+        return _Store(archive, property, instance, value);
     }
     if (!archive._BeginObjectOrWarn(name))
         return;
@@ -76,8 +81,7 @@ void PropertyPlan::Serialize(Archive& archive, const PropertyInfo& property,
         Value value = property.GetField(instance, nullptr);
         ArchiveSerializer<Value>::_ReadDatum(archive, found, value);
         archive.EndObject(name);
-        property.SetField(instance, value);
-        return;
+        return _Store(archive, property, instance, value);
     }
     plan._SerializeMember(archive, static_cast<char*>(instance.object) + property.GetOffsetof());
     archive.EndObject(name);
@@ -92,8 +96,8 @@ void PropertyPlan::_SerializeMember(Archive& archive, void* member) const {
             if (!archive.IsRead())
                 object = RefPtr<Object>(member_->objectAt(member, 0));
             archive.SerializeObject("value", object);
-            if (archive.IsRead())
-                member_->storeObjects(member, &object, 1);
+            if (archive.IsRead() && !member_->storeObjects(member, &object, 1))
+                archive._NoteRefusal();
             return;
         }
         case Way::kObjects: {
@@ -105,8 +109,8 @@ void PropertyPlan::_SerializeMember(Archive& archive, void* member) const {
                     objects.emplace_back(RefPtr<Object>(member_->objectAt(member, i)));
             }
             archive.SerializeObjectArray("value", objects);
-            if (archive.IsRead())
-                member_->storeObjects(member, objects.cdata(), objects.size());
+            if (archive.IsRead() && !member_->storeObjects(member, objects.cdata(), objects.size()))
+                archive._NoteRefusal();
             return;
         }
         case Way::kValue:

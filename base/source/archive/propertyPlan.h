@@ -27,6 +27,8 @@ private:
     PropertyPlan(const PropertyInfo& property, const Instance& instance);
 
     static const PropertyPlan& _Of(const PropertyInfo& property, const Instance& instance);
+    static void _Store(Archive& archive, const PropertyInfo& property, const Instance& instance,
+                       const Value& value);
     Way _CurrentWay() const;
     void _SerializeMember(Archive& archive, void* member) const;
 

@@ -51,6 +51,8 @@ private:
     friend class BinaryInputArchive;
     friend class BinaryOutputArchive;
 
+    void _NoteRefusal() override;
+
     // An object or a list of objects that was passed on, and how far that has got.
     struct ObjectCall {
         std::string name{};

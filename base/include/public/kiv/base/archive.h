@@ -164,6 +164,8 @@ protected:
     /// `SerializeString("type", ...)` for a text that is known: false if a reader finds another
     /// one, which `found` then holds. An archive may override it to spare itself a copy.
     virtual bool _SerializeTypeName(const std::string& expected, std::string& found);
+    /// Something that was read is not taken, and objects may have got lost with it.
+    virtual void _NoteRefusal() {}
 
 private:
     friend class AnnotatingArchive;
@@ -180,7 +182,7 @@ private:
     bool _BeginArrayOrWarn(const StringView& name, unsigned int& size);
 
     template <class T>
-    static RefPtr<T> _NarrowOrNull(RefPtr<Object> object);
+    RefPtr<T> _NarrowOrNull(RefPtr<Object> object);
 
     std::unordered_map<std::string, Value> options;
 };
@@ -258,8 +260,12 @@ void Archive::SerializeObjectContainer(const StringView& name, Container& value)
 
 template <class T>
 RefPtr<T> Archive::_NarrowOrNull(RefPtr<Object> object) {
-    if (!object || !object->template IsInstanceOf<T>())
+    if (!object)
         return RefPtr<T>();
+    if (!object->template IsInstanceOf<T>()) {
+        _NoteRefusal();
+        return RefPtr<T>();
+    }
     return RefPtr<T>::Adopt(static_cast<T*>(object.Release()));
 }
 

@@ -105,14 +105,15 @@ public:
     // is logged. A weak reference is stepped over and the target left alone.
     //
     // If a read throws, the objects that were made for it are emptied of their references, or a
-    // half-built cycle would keep itself alive for ever. The end of an archive does the same for
-    // those of a damaged stream that nobody came to hold.
+    // half-built cycle would keep itself alive for ever. The end of the archive does the same for
+    // those that nobody came to hold, because the stream is damaged or they were refused.
     KIV_ARCHIVE_OVERRIDES
 
 private:
     struct KnownObjects;
 
     bool _SerializeTypeName(const std::string& expected, std::string& found) override;
+    void _NoteRefusal() override { may_have_lost_objects_ = true; }
     uint64 _Offset() const override;
 
     const unsigned char* _Take(uint64 size);
@@ -135,7 +136,7 @@ private:
 
     ByteBufferReader reader_;
     bool is_damaged_ = false;  // which was logged
-    bool is_suspect_ = false;  // objects may have got lost
+    bool may_have_lost_objects_ = false;
     std::unique_ptr<KnownObjects> known_;
 };
 

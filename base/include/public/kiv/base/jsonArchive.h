@@ -77,11 +77,13 @@ public:
     void FromString(const std::string& text);
 
     // If a read throws, the objects that were made for it are emptied of their references, or a
-    // half-built cycle would keep itself alive for ever.
+    // half-built cycle would keep itself alive for ever. The end of the archive does the same for
+    // those that were refused and that nobody came to hold.
     KIV_ARCHIVE_OVERRIDES
 
 private:
     bool _SerializeTypeName(const std::string& expected, std::string& found) override;
+    void _NoteRefusal() override;
 
     template <class T>
     Archive& _Read(const StringView& name, T& value);

@@ -47,8 +47,8 @@ namespace detail {
 struct PlainMember {
     uint64 (*objectCount)(const void* member) = nullptr;
     Object* (*objectAt)(const void* member, uint64 index) = nullptr;
-    /// Changes nothing if there is an object that is of no fitting class.
-    void (*storeObjects)(void* member, const RefPtr<Object>* objects, uint64 count) = nullptr;
+    /// False, and nothing has changed, if there is an object that is of no fitting class.
+    bool (*storeObjects)(void* member, const RefPtr<Object>* objects, uint64 count) = nullptr;
 };
 
 /// What another part of the library knows of a property, and keeps with it.

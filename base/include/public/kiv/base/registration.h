@@ -287,10 +287,12 @@ struct PlainMemberOf<RefPtr<T>> {
     static const RefPtr<T>& Read(const void* member) {
         return *static_cast<const RefPtr<T>*>(member);
     }
-    static void Store(void* member, const RefPtr<Object>* objects, uint64) {
+    static bool Store(void* member, const RefPtr<Object>* objects, uint64) {
         Object* const object = objects->get();
-        if (CanNarrow<T>(object))
-            *static_cast<RefPtr<T>*>(member) = RefPtr<T>(InstanceCast<T>(object));
+        if (!CanNarrow<T>(object))
+            return false;
+        *static_cast<RefPtr<T>*>(member) = RefPtr<T>(InstanceCast<T>(object));
+        return true;
     }
     static const PlainMember* Get() {
         static constexpr PlainMember member = {
@@ -305,11 +307,13 @@ struct PlainMemberOf<Array<RefPtr<T>>> {
     static const Array<RefPtr<T>>& Read(const void* member) {
         return *static_cast<const Array<RefPtr<T>>*>(member);
     }
-    static void Store(void* member, const RefPtr<Object>* objects, uint64 count) {
+    static bool Store(void* member, const RefPtr<Object>* objects, uint64 count) {
         Array<RefPtr<T>> narrowed;
         const auto at = [objects](uint64 index) { return objects[index].get(); };
-        if (NarrowAll(count, at, narrowed))
-            static_cast<Array<RefPtr<T>>*>(member)->swap(narrowed);
+        if (!NarrowAll(count, at, narrowed))
+            return false;
+        static_cast<Array<RefPtr<T>>*>(member)->swap(narrowed);
+        return true;
     }
     static const PlainMember* Get() {
         static constexpr PlainMember member = {
