@@ -61,6 +61,7 @@ constexpr NameCase kNames[] = {
     {detail::RawName<RefPtr<Object>>(), "class kiv::RefPtr<class kiv::Object>"},
     {detail::RawName<detail::invalid_type>(), "struct kiv::detail::invalid_type"},
     {detail::RawName<Vector3f>(), "class kiv::Vector3f"},
+    {detail::RawName<Token>(), "class kiv::Token"},
     {detail::RawName<Array<float>>(), "class kiv::Array<float>"},
     {detail::RawName<Array<Posed>>(), "class kiv::Array<class kiv::Posed>"},
     {detail::RawName<Array<Array<Posed>>>(),

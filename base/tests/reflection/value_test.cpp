@@ -71,7 +71,7 @@ static_assert(!kTakes<Array<Array<RefPtr<Object>>>>);
 static_assert(kTakes<long> && kTakes<long long> && kTakes<unsigned long long> && kTakes<Mode>);
 static_assert(detail::is_local_value<Vector2f> && detail::is_local_value<Color>);
 static_assert(!detail::is_local_value<Vector3f> && !detail::is_local_value<Colorf>);
-static_assert(!detail::is_local_value<RefPtr<Object>>);
+static_assert(!detail::is_local_value<RefPtr<Object>> && !detail::is_local_value<Token>);
 
 template <class T>
 void ComesBackFromAValue() {
@@ -107,6 +107,7 @@ TEST(ValueTest, EveryTypeComesBackAsWhatWentIn) {
     }
     KIV_FOR_EACH_BASIC_VALUE(KIV_CALL)
     KIV_FOR_EACH_RECORD(KIV_CALL)
+    KIV_CALL(Token)
 #undef KIV_CALL
     ComesBackFromAValue<Array<Array<Posed>>>();
     ComesBackFromAValue<Mode>();

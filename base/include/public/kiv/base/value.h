@@ -33,6 +33,7 @@
 #include "kiv/base/integers.h"
 #include "kiv/base/refPtr.h"
 #include "kiv/base/status.h"
+#include "kiv/base/token.h"
 #include "kiv/base/type.h"
 #include "kiv/base/weakPtr.h"
 
@@ -59,7 +60,8 @@ class Value;
 #define KIV_FOR_EACH_VALUE_ELEMENT(X) \
     KIV_FOR_EACH_BASIC_VALUE(X)       \
     KIV_FOR_EACH_RECORD(X)            \
-    X(::kiv::RefPtr<::kiv::Object>)
+    X(::kiv::RefPtr<::kiv::Object>)   \
+    X(::kiv::Token)
 // The arrays that exist beside those of the values, and the one array of arrays that a value holds.
 #define KIV_FOR_EACH_OTHER_ARRAY(X) \
     X(::kiv::StringView)            \
