@@ -11,6 +11,9 @@ import statistics
 import subprocess
 import sys
 
+# What Google Benchmark puts behind the names of those that run in several threads or a given number
+# of times.
+SETTINGS = re.compile(r"(/(real_time|threads:\d+|iterations:\d+))+$")
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
 
@@ -27,7 +30,7 @@ def find_rows(folder, wanted):
     rows = {}
     for program in sorted(folder.glob("*_bench")):
         for name in output_of(program, "--benchmark_list_tests=true").splitlines():
-            row, _, candidate = name.rpartition("/")
+            row, _, candidate = SETTINGS.sub("", name).rpartition("/")
             if wanted.search(row):
                 rows.setdefault(row, {})[candidate] = (program, name)
     for row, candidates in rows.items():
@@ -37,7 +40,8 @@ def find_rows(folder, wanted):
 
 
 def measure(program, name, seconds):
-    """Nanoseconds of processor time for one round of the benchmark's loop."""
+    """Nanoseconds for one round of the benchmark's loop: on the processor, or if the benchmark asks
+    for it on the clock."""
     exact = re.sub(r"([.\[\]{}()*+?^$|\\])", r"\\\1", name)
     report = json.loads(output_of(
         program, f"--benchmark_filter=^{exact}$", f"--benchmark_min_time={seconds}",
@@ -45,7 +49,8 @@ def measure(program, name, seconds):
     result = report["benchmarks"][0]
     if result.get("error_occurred"):
         sys.exit(f"{name}: {result['error_message']}")
-    return result["cpu_time"] * NANOSECONDS[result["time_unit"]]
+    time = result["real_time" if "/real_time" in name else "cpu_time"]
+    return time * NANOSECONDS[result["time_unit"]]
 
 
 def medians_of(candidates, options):
