@@ -17,6 +17,7 @@ using internal::RecordTag;
 // So much of a datum is shown.
 constexpr std::size_t kLongestText = 60;
 constexpr std::size_t kMostElements = 8;
+constexpr std::size_t kDeepestShown = 60;
 
 std::string TextOf(const StringView& name) {
     return std::string(name.begin(), std::find(name.begin(), name.end(), '\0'));
@@ -82,14 +83,14 @@ bool AnnotatingArchive::IsRead() const {
     return archive_.IsRead();
 }
 
-void AnnotatingArchive::_NoteRefusal() {
-    static_cast<Archive&>(archive_)._NoteRefusal();
+void AnnotatingArchive::_NoteLostObjects() {
+    static_cast<Archive&>(archive_)._NoteLostObjects();
 }
 
 // A line for what stands between the offset and the place that the archive has got to.
 void AnnotatingArchive::_Print(uint64 offset, std::size_t depth, const std::string& datum) {
-    sink_(fmt::format("{:8} {:7}  {:{}}{}", offset, archive_._Offset() - offset, "", 2 * depth,
-                      datum));
+    sink_(fmt::format("{:8} {:7}  {:{}}{}", offset, archive_._Offset() - offset, "",
+                      2 * std::min(depth, kDeepestShown), datum));
 }
 
 template <class T>

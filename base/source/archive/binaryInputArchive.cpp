@@ -26,6 +26,9 @@ constexpr uint64 kSmallestElement = 1;  // of a list of which nothing else is kn
 using internal::RecordTag;
 
 struct BinaryInputArchive::KnownObjects {
+    explicit KnownObjects(const std::unordered_map<std::string, Value>& options)
+        : objects(options) {}
+
     internal::ReadObjects objects;
     internal::IdMap<Object*> by_id;  // of these, the last one of each id
     Type last_type;
@@ -37,7 +40,7 @@ BinaryInputArchive::BinaryInputArchive(const std::vector<unsigned char>& buffer,
 
 BinaryInputArchive::BinaryInputArchive(ArrayView<const unsigned char> bytes,
                                        const std::unordered_map<std::string, Value>& given)
-    : BinaryArchive(given), reader_(bytes), known_(std::make_unique<KnownObjects>()) {}
+    : BinaryArchive(given), reader_(bytes), known_(std::make_unique<KnownObjects>(GetOptions())) {}
 
 BinaryInputArchive::~BinaryInputArchive() {
     if (may_have_lost_objects_)
@@ -52,9 +55,9 @@ uint64 BinaryInputArchive::_Offset() const {
     return reader_.position();
 }
 
-// One message a pass: what is missed later follows from the first.
+// One message a pass: what is missing later follows from the first.
 void BinaryInputArchive::_ReportDamage(const char* what) {
-    _NoteRefusal();
+    may_have_lost_objects_ = true;
     if (std::exchange(is_damaged_, true))
         return;
     baseLogger2.log(LogLevel::Error, "BinaryInputArchive",
@@ -162,7 +165,7 @@ Archive& BinaryInputArchive::SerializeObject(const StringView&, WeakPtr<Object>&
 }
 
 Archive& BinaryInputArchive::SerializeObject(const StringView&, RefPtr<Object>& value) {
-    value = ReadObject();
+    value = _ReadReference();
     return *this;
 }
 
@@ -178,7 +181,7 @@ Archive& BinaryInputArchive::SerializeObjectArray(const StringView&, Array<RefPt
     Array<RefPtr<Object>> objects;
     objects.reserve(count);
     for (unsigned int i = 0; i < count; ++i)
-        objects.emplace_back(ReadObject());
+        objects.emplace_back(_ReadReference());
     value.swap(objects);
     return *this;
 }
@@ -187,7 +190,7 @@ void BinaryInputArchive::_StepOverReference() {
     const uint64 start = reader_.position();
     ReadObject();
     if (reader_.position() - start > internal::kRecordHeadSize)
-        _NoteRefusal();  // no writer puts a full record there
+        may_have_lost_objects_ = true;  // no writer puts a full record there
 }
 
 unsigned int BinaryInputArchive::_ReadObjectCount() {
@@ -196,6 +199,19 @@ unsigned int BinaryInputArchive::_ReadObjectCount() {
     if (annotator_)
         annotator_->_OnObjectCount(start, count);
     return count;
+}
+
+void BinaryInputArchive::_NoteLostObjects() {
+    may_have_lost_objects_ = true;
+    if (known_->objects.IsOutermost())
+        known_->objects.TakeBack();
+}
+
+RefPtr<Object> BinaryInputArchive::_ReadReference() {
+    RefPtr<Object> object = ReadObject();
+    if (known_->objects.IsOutermost())
+        known_->objects.HandOut(object.get());
+    return object;
 }
 
 RefPtr<Object> BinaryInputArchive::ReadObject() {
@@ -214,7 +230,7 @@ RefPtr<Object> BinaryInputArchive::ReadObject() {
         return RefPtr<Object>(object ? *object : nullptr);
     }
     if (tag != RecordTag::kNull) {
-        _NoteRefusal();
+        may_have_lost_objects_ = true;
         baseLogger2.log(LogLevel::Error, "BinaryInputArchive::ReadObject",
                         "Unknown object type: %d", head[0]);
     }
@@ -248,20 +264,22 @@ RefPtr<Object> BinaryInputArchive::ReadObjectInternal(uint64 id) {
         _StepOver(size);
         return nullptr;
     }
-    // Entered before it is filled, so that a reference back to it from inside finds it.
-    known_->by_id.Insert(id) = object.get();
     baseLogger2.log(LogLevel::Debug, kObjectTag, "Start reading object. Type: %.*s, Size: %d",
                     static_cast<int>(type_name.size()), type_name.data(), static_cast<int>(size));
     const uint64 payload = reader_.position();
-    known_->objects.Read(
-        id, object, [&] { *object << _ContentsArchive(); },
-        [this](uint64 dropped, Object* forgotten) {
-            Object*& known = *known_->by_id.Find(dropped);
-            if (known == forgotten)
-                known = nullptr;
-        });
+    const auto fill = [&] {
+        // Entered before it is filled, so that a reference back to it from inside finds it.
+        known_->by_id.Insert(id) = object.get();
+        *object << _ContentsArchive();
+    };
+    const auto forget = [this](uint64 dropped, Object* forgotten) {
+        Object** const known = known_->by_id.Find(dropped);
+        if (known && *known == forgotten)
+            *known = nullptr;
+    };
+    known_->objects.Read(id, object, fill, forget);
     if (reader_.position() - payload != size)
-        _NoteRefusal();
+        may_have_lost_objects_ = true;
     baseLogger2.log(LogLevel::Debug, kObjectTag, "Finished reading object. Type: %.*s, Size: %d",
                     static_cast<int>(type_name.size()), type_name.data(), static_cast<int>(size));
     return object;
@@ -276,20 +294,23 @@ void BinaryInputArchive::_StepOver(uint64 size) {
 }
 
 bool BinaryInputArchive::BeginObject(const StringView&) {
+    internal::RequireRoomToNest();
     return true;
 }
 
 void BinaryInputArchive::EndObject(const StringView&) {}
 
 bool BinaryInputArchive::BeginArray(const StringView&, unsigned int& size) {
+    internal::RequireRoomToNest();
     size = _ReadCount(kSmallestElement);
     return true;
 }
 
 void BinaryInputArchive::EndArray(const StringView&) {}
 
+// Where the stream has ended there are no more, whatever the count.
 bool BinaryInputArchive::GetArrayElement(unsigned int) {
-    return true;
+    return !is_damaged_;
 }
 
 void BinaryInputArchive::ReleaseArrayElement() {}

@@ -211,12 +211,14 @@ void BinaryOutputArchive::WriteObjectInternal(Object* object) {
 }
 
 bool BinaryOutputArchive::BeginObject(const StringView&) {
+    internal::RequireRoomToNest();
     return true;
 }
 
 void BinaryOutputArchive::EndObject(const StringView&) {}
 
 bool BinaryOutputArchive::BeginArray(const StringView&, unsigned int& size) {
+    internal::RequireRoomToNest();
     writer_.AppendUInt32(size);
     return true;
 }

@@ -13,7 +13,7 @@
 namespace kiv {
 
 JsonArchive::JsonArchive(const std::unordered_map<std::string, Value>& given)
-    : Archive(given), state_(std::make_unique<State>()) {}
+    : Archive(given), state_(std::make_unique<State>(GetOptions())) {}
 
 JsonArchive::~JsonArchive() = default;
 

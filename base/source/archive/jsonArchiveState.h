@@ -11,6 +11,8 @@
 namespace kiv {
 
 struct JsonArchive::State {
+    explicit State(const std::unordered_map<std::string, Value>& options) : read_objects(options) {}
+
     rapidjson::Document::AllocatorType allocator;  // for nodes that are handed out
 
     internal::JsonWriter writer;

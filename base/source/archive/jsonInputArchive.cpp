@@ -3,6 +3,7 @@
 
 #include "archive/jsonArchiveState.h"
 #include "archive/jsonReader.h"
+#include "archive/nesting.h"
 #include "kiv/base/jsonArchive.h"
 #include "kiv/base/logging.h"
 #include "kiv/base/rapidjsonHelper.h"
@@ -35,8 +36,10 @@ bool JsonInputArchive::IsRead() const {
     return true;
 }
 
-void JsonInputArchive::_NoteRefusal() {
+void JsonInputArchive::_NoteLostObjects() {
     state_->may_have_lost_objects = true;
+    if (state_->read_objects.IsOutermost())
+        state_->read_objects.TakeBack();
 }
 
 template <class T>
@@ -123,6 +126,8 @@ bool JsonInputArchive::_ResolveReference(const rapidjson::Value& node, RefPtr<Ob
         }
         if (mapped && mapped->created) {
             out = mapped->object;
+            if (state_->read_objects.IsOutermost())
+                state_->read_objects.HandOut(mapped->object);
             return true;
         }
     }
@@ -133,6 +138,7 @@ bool JsonInputArchive::_ResolveReference(const rapidjson::Value& node, RefPtr<Ob
 }
 
 bool JsonInputArchive::BeginObject(const StringView& name) {
+    internal::RequireRoomToNest();
     if (const rapidjson::Value* const member = state_->reader.Find(name)) {
         state_->reader.Enter(*member);
         return true;
@@ -147,6 +153,7 @@ void JsonInputArchive::EndObject(const StringView&) {
 }
 
 bool JsonInputArchive::BeginArray(const StringView& name, unsigned int& size) {
+    internal::RequireRoomToNest();
     const rapidjson::Value* const member = state_->reader.Find(name);
     // A member of another kind is as good as none.
     if (member && member->IsArray()) {

@@ -1,5 +1,6 @@
 #include "archive/jsonArchiveState.h"
 #include "archive/jsonWriter.h"
+#include "archive/nesting.h"
 #include "kiv/base/jsonArchive.h"
 
 namespace kiv {
@@ -112,6 +113,7 @@ Archive& JsonOutputArchive::SerializeObjectArray(const StringView& name,
 }
 
 bool JsonOutputArchive::BeginObject(const StringView& name) {
+    internal::RequireRoomToNest();
     state_->writer.BeginObject(name);
     return true;
 }
@@ -121,6 +123,7 @@ void JsonOutputArchive::EndObject(const StringView& name) {
 }
 
 bool JsonOutputArchive::BeginArray(const StringView& name, unsigned int&) {
+    internal::RequireRoomToNest();
     state_->writer.BeginArray(name);
     return true;
 }

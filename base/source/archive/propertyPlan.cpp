@@ -1,6 +1,7 @@
 #include "archive/propertyPlan.h"
 
 #include <atomic>
+#include <memory>
 #include <utility>
 
 #include "kiv/base/archive.h"
@@ -10,6 +11,11 @@ namespace kiv::internal {
 namespace {
 
 using Objects = Array<RefPtr<Object>>;
+
+// What `Value::Get` gives of it: an object of an unregistered class can't be read back.
+RefPtr<Object> UsableOrNull(Object* object) {
+    return RefPtr<Object>(object && object->IsInstanceOf<Object>() ? object : nullptr);
+}
 
 }  // namespace
 
@@ -21,10 +27,14 @@ PropertyPlan::PropertyPlan(const PropertyInfo& property, const Instance& instanc
     const Value sample = property.GetField(instance, nullptr);
     type_name_ = std::string(sample.GetType().GetRawName());
     const Treatment treatment = FindTreatment(false, sample, type_name_);
+    // A reader goes by the text of the name, which may say something else of an odd class.
+    if (treatment.kind != FindTreatment(true, sample, type_name_).kind)
+        return;
     if (treatment.kind == Treatment::kHandler && !member_->objectAt) {
         const auto& known = ArchiveSerializer<Value>::_member_handles_;
         const auto found = known.find(type_name_);
-        if (found == known.end())
+        // The name alone doesn't say that the handler is for this type.
+        if (found == known.end() || found->second.type != sample.GetType())
             return;
         handler_ = treatment.handler;
         member_handler_ = found->second;
@@ -44,10 +54,12 @@ const PropertyPlan& PropertyPlan::_Of(const PropertyInfo& property, const Instan
         if (plan && plan->table_size_ == ArchiveSerializer<Value>::value_archive_handles_.size())
             return *plan;
         std::unique_ptr<PropertyPlan> made(new PropertyPlan(property, instance));
-        made->previous_.reset(present);
-        if (note.compare_exchange_strong(present, made.get()))
-            return *made.release();
-        [[maybe_unused]] const PropertyNote* const kept = made->previous_.release();
+        PropertyPlan& next = *made;
+        next.previous_ = present;
+        if (note.compare_exchange_strong(present, made.get())) {
+            made.release();
+            return next;
+        }
     }
 }
 
@@ -61,8 +73,8 @@ PropertyPlan::Way PropertyPlan::_CurrentWay() const {
 
 void PropertyPlan::_Store(Archive& archive, const PropertyInfo& property, const Instance& instance,
                           const Value& value) {
-    if (!property.SetField(instance, value) && archive.IsRead())
-        archive._NoteRefusal();
+    if (!property.SetField(instance, value) && archive.IsRead() && value.ObjectCount() > 0)
+        archive._NoteLostObjects();
 }
 
 void PropertyPlan::Serialize(Archive& archive, const PropertyInfo& property,
@@ -94,10 +106,10 @@ void PropertyPlan::_SerializeMember(Archive& archive, void* member) const {
         case Way::kObject: {
             RefPtr<Object> object;
             if (!archive.IsRead())
-                object = RefPtr<Object>(member_->objectAt(member, 0));
-            archive.SerializeObject("value", object);
+                object = UsableOrNull(member_->objectAt(member, 0));
+            archive.Serialize<Object>("value", object);
             if (archive.IsRead() && !member_->storeObjects(member, &object, 1))
-                archive._NoteRefusal();
+                archive._NoteLostObjects();
             return;
         }
         case Way::kObjects: {
@@ -106,11 +118,11 @@ void PropertyPlan::_SerializeMember(Archive& archive, void* member) const {
                 const uint64 count = member_->objectCount(member);
                 objects.reserve(count);
                 for (uint64 i = 0; i < count; ++i)
-                    objects.emplace_back(RefPtr<Object>(member_->objectAt(member, i)));
+                    objects.emplace_back(UsableOrNull(member_->objectAt(member, i)));
             }
             archive.SerializeObjectArray("value", objects);
             if (archive.IsRead() && !member_->storeObjects(member, objects.cdata(), objects.size()))
-                archive._NoteRefusal();
+                archive._NoteLostObjects();
             return;
         }
         case Way::kValue:

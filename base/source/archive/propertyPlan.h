@@ -5,7 +5,6 @@
 #define KIV_BASE_ARCHIVE_PROPERTY_PLAN_H_
 
 #include <cstddef>
-#include <memory>
 #include <string>
 
 #include "archive/valueTreatment.h"
@@ -20,6 +19,8 @@ public:
     /// Serializes a storable property, as `Archive::Serialize<Value>` would between `GetField` and
     /// `SetField`. Any thread.
     static void Serialize(Archive& archive, const PropertyInfo& property, const Instance& instance);
+
+    ~PropertyPlan() override { delete previous_; }
 
 private:
     enum class Way : unsigned char { kValue, kDatum, kObject, kObjects };
@@ -38,7 +39,8 @@ private:
     const ArchiveSerializer<Value>::Handler* handler_ = nullptr;
     ArchiveSerializer<Value>::MemberHandler member_handler_;
     std::string type_name_;
-    std::unique_ptr<const PropertyNote> previous_;  // which other threads may be reading
+    // Made before the table grew, and owned: other threads may still be reading it.
+    const PropertyNote* previous_ = nullptr;
 };
 
 }  // namespace kiv::internal

@@ -1,5 +1,6 @@
 #include "archive/readObjects.h"
 
+#include <new>
 #include <unordered_map>
 
 namespace kiv::internal {
@@ -8,6 +9,7 @@ void ReadObjects::ReleaseCircles() noexcept {
     struct Node {
         Object* object;
         int64 outside;  // references that none of the objects writes
+        bool held = false;
         bool reached = false;
         std::vector<Node*> references{};
     };
@@ -19,14 +21,22 @@ void ReadObjects::ReleaseCircles() noexcept {
             nodes.push_back({entry.object.get(), int64{entry.object->RefCount()} - 1});
             node_of.emplace(entry.object.get(), &nodes.back());
         }
-        for (Node& node : nodes)
-            VisitReferences(*node.object, [&](Object* object) {
+        // An object may write references that it doesn't own, such as one to its parent. So what
+        // was handed out counts as held whatever the numbers say, and so does what can't be asked.
+        for (const Object* const object : handed_out_)
+            if (const auto found = node_of.find(object); found != node_of.end())
+                found->second->held = true;
+        for (Node& node : nodes) {
+            const auto note = [&](Object* object) {
                 const auto found = node_of.find(object);
                 if (found == node_of.end())
                     return;
                 node.references.push_back(found->second);
                 --found->second->outside;
-            });
+            };
+            if (!VisitReferences(*node.object, options_, note))
+                node.held = true;
+        }
 
         std::vector<Node*> waiting;
         const auto reach = [&waiting](Node& node) {
@@ -34,7 +44,7 @@ void ReadObjects::ReleaseCircles() noexcept {
                 waiting.push_back(&node);
         };
         for (Node& node : nodes)
-            if (node.outside > 0)
+            if (node.held || node.outside > 0)
                 reach(node);
         while (!waiting.empty()) {
             const Node& node = *waiting.back();
@@ -44,9 +54,9 @@ void ReadObjects::ReleaseCircles() noexcept {
         }
         for (const Node& node : nodes)
             if (!node.reached)
-                CutReferences(*node.object);
-    } catch (...) {
-        // An object that can't be written is left alone, with all that it may refer to.
+                CutReferences(*node.object, options_);
+    } catch (const std::bad_alloc&) {
+        // The circles stay.
     }
 }
 

@@ -3,6 +3,8 @@
 #define KIV_BASE_ARCHIVE_READ_OBJECTS_H_
 
 #include <cstddef>
+#include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -16,6 +18,10 @@ namespace kiv::internal {
 /// Keeps the objects alive for as long as the archive may come upon a reference to them.
 class ReadObjects {
 public:
+    /// The options of the archive, which has to outlive this.
+    explicit ReadObjects(const std::unordered_map<std::string, Value>& options)
+        : options_(options) {}
+
     /// Takes the object and calls `fill`, which lets it read its contents. If the outermost of such
     /// calls throws, all objects since its beginning are emptied of their references, or a circle
     /// that is half built would keep itself alive for ever; before that `forget(id, object)` is
@@ -36,8 +42,22 @@ public:
         --depth_;
     }
 
-    /// Empties the objects that nobody but their like refers to: circles that a damaged source left
-    /// behind, which would keep themselves alive for ever.
+    /// True while no object is being filled.
+    bool IsOutermost() const { return depth_ == 0; }
+    /// An object, which may be null, goes to the user of the archive.
+    void HandOut(Object* object) {
+        if (object)
+            handed_out_.push_back(object);
+    }
+    /// The last one that was handed out was not taken.
+    void TakeBack() {
+        if (!handed_out_.empty())
+            handed_out_.pop_back();
+    }
+
+    /// Empties the objects that nobody but their like refers to, such as circles of which no object
+    /// was taken: they would keep themselves alive for ever. Nothing happens to what was handed
+    /// out, and to what that leads to.
     void ReleaseCircles() noexcept;
 
 private:
@@ -55,10 +75,12 @@ private:
         for (const Entry& entry : dropped)
             forget(entry.id, entry.object.get());
         for (const Entry& entry : dropped)
-            CutReferences(*entry.object);
+            CutReferences(*entry.object, options_);
     }
 
     std::vector<Entry> objects_;
+    std::vector<Object*> handed_out_;
+    const std::unordered_map<std::string, Value>& options_;
     std::size_t outermost_ = 0;
     unsigned int depth_ = 0;
 };

@@ -12,8 +12,9 @@ namespace {
 /// null for each.
 class ReferenceWalk : public Archive {
 public:
-    explicit ReferenceWalk(const ReferenceVisitor* visit)
-        : Archive(std::unordered_map<std::string, Value>()), visit_(visit) {}
+    ReferenceWalk(const std::unordered_map<std::string, Value>& given,
+                  const ReferenceVisitor* visit)
+        : Archive(given), visit_(visit) {}
 
     KIV_ARCHIVE_OVERRIDES
 
@@ -93,20 +94,26 @@ bool ReferenceWalk::GetArrayElement(unsigned int) {
 
 void ReferenceWalk::ReleaseArrayElement() {}
 
-}  // namespace
-
-void CutReferences(Object& object) noexcept {
+bool Walk(Object& object, const std::unordered_map<std::string, Value>& options,
+          const ReferenceVisitor* visit) noexcept {
     try {
-        ReferenceWalk walk(nullptr);
+        ReferenceWalk walk(options, visit);
         object << walk;
+        return true;
     } catch (...) {
-        // What it still holds is the object's own doing.
+        return false;
     }
 }
 
-void VisitReferences(Object& object, const ReferenceVisitor& visit) {
-    ReferenceWalk walk(&visit);
-    object << walk;
+}  // namespace
+
+void CutReferences(Object& object, const std::unordered_map<std::string, Value>& options) noexcept {
+    Walk(object, options, nullptr);  // what it still holds is the object's own doing
+}
+
+bool VisitReferences(Object& object, const std::unordered_map<std::string, Value>& options,
+                     const ReferenceVisitor& visit) noexcept {
+    return Walk(object, options, &visit);
 }
 
 }  // namespace kiv::internal

@@ -55,8 +55,7 @@ protected:
     ~SampleScript() override { --alive; }
 };
 
-/// A chain of so many nodes. Take it apart with `CutAll`: to let go of the first node alone would
-/// recurse into all of them.
+/// A chain of so many nodes.
 RefPtr<SampleNode> MakeChain(int length);
 
 /// The text with every object's id replaced by #1, #2 ... in the order in which they come up.

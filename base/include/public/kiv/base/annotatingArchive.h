@@ -51,7 +51,7 @@ private:
     friend class BinaryInputArchive;
     friend class BinaryOutputArchive;
 
-    void _NoteRefusal() override;
+    void _NoteLostObjects() override;
 
     // An object or a list of objects that was passed on, and how far that has got.
     struct ObjectCall {

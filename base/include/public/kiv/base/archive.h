@@ -140,8 +140,9 @@ public:
     /// `BeginObject`.
     virtual bool BeginArray(const StringView& name, unsigned int& size) = 0;
     virtual void EndArray(const StringView& name) = 0;
-    /// Enters an element of the open array. A writer appends a new one and ignores `index`.
-    /// Whatever the result, a `ReleaseArrayElement` has to follow.
+    /// Enters an element of the open array. A writer appends a new one and ignores `index`. False
+    /// of a reader means that there are no more, whatever `BeginArray` said. Whatever the result, a
+    /// `ReleaseArrayElement` has to follow.
     virtual bool GetArrayElement(unsigned int index) = 0;
     virtual void ReleaseArrayElement() = 0;
 
@@ -165,7 +166,7 @@ protected:
     /// one, which `found` then holds. An archive may override it to spare itself a copy.
     virtual bool _SerializeTypeName(const std::string& expected, std::string& found);
     /// Something that was read is not taken, and objects may have got lost with it.
-    virtual void _NoteRefusal() {}
+    virtual void _NoteLostObjects() {}
 
 private:
     friend class AnnotatingArchive;
@@ -204,11 +205,15 @@ Archive& Archive::Serialize(const StringView& name, Array<T>& value) {
             return *this;
         value.clear();
         for (unsigned int index = 0; index < size; ++index) {
-            GetArrayElement(index);
-            T element = T();
-            ArchiveSerializer<T>::Serialize(*this, element);
-            value.emplace_back(element);
+            const bool is_there = GetArrayElement(index);
+            if (is_there) {
+                T element = T();
+                ArchiveSerializer<T>::Serialize(*this, element);
+                value.emplace_back(std::move(element));
+            }
             ReleaseArrayElement();
+            if (!is_there)
+                break;
         }
         EndArray(name);
         return *this;
@@ -263,7 +268,7 @@ RefPtr<T> Archive::_NarrowOrNull(RefPtr<Object> object) {
     if (!object)
         return RefPtr<T>();
     if (!object->template IsInstanceOf<T>()) {
-        _NoteRefusal();
+        _NoteLostObjects();
         return RefPtr<T>();
     }
     return RefPtr<T>::Adopt(static_cast<T*>(object.Release()));

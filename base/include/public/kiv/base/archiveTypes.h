@@ -42,7 +42,8 @@ template <>
 struct KIV_BASE_API ArchiveSerializer<Value> {
     using Handler = std::function<void(Archive&, const StringView&, Value&)>;
 
-    /// The handlers by raw type name. A later registration replaces an earlier one.
+    /// The handlers by raw type name. A later registration replaces an earlier one; none may be
+    /// erased, since archives keep pointers to them.
     static std::map<std::string, Handler> value_archive_handles_;
 
     /// Writes the type and the datum, or reads them. An unknown type is logged and, with the option
@@ -52,9 +53,9 @@ struct KIV_BASE_API ArchiveSerializer<Value> {
 
     template <class T>
     static void RegisterValueArchiveType(const std::string& typeName) {
-        Type::Declare<T>();
+        const Type type = Type::Declare<T>();
         value_archive_handles_[typeName] = &_Handle<T>;
-        _member_handles_[typeName] = {&_Handle<T>, &_HandleMember<T>};
+        _member_handles_[typeName] = {type, &_Handle<T>, &_HandleMember<T>};
     }
     template <class T>
     static void RegisterValueArchiveArrayType(const std::string& typeName) {
@@ -67,6 +68,7 @@ private:
     using PlainHandler = void (*)(Archive&, const StringView&, Value&);
     // What does for a member in place what the handler does for a `Value`.
     struct MemberHandler {
+        Type type;
         PlainHandler handler = nullptr;
         void (*serialize)(Archive& archive, const StringView& name, void* member) = nullptr;
     };

@@ -113,7 +113,7 @@ private:
     struct KnownObjects;
 
     bool _SerializeTypeName(const std::string& expected, std::string& found) override;
-    void _NoteRefusal() override { may_have_lost_objects_ = true; }
+    void _NoteLostObjects() override;
     uint64 _Offset() const override;
 
     const unsigned char* _Take(uint64 size);
@@ -131,6 +131,7 @@ private:
     void _StepOver(uint64 size);
     void _ReportDamage(const char* what);
 
+    RefPtr<Object> _ReadReference();
     RefPtr<Object> ReadObject();
     RefPtr<Object> ReadObjectInternal(uint64 id);
 

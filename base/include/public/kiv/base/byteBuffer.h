@@ -90,6 +90,16 @@ inline std::size_t EncodeUVarint(uint64 value, unsigned char* to) noexcept {
 
 }  // namespace detail
 
+namespace detail {
+
+/// A C array, a `std::vector`, a `std::array` and their like, with elements that are `T`s.
+template <class Range, class T>
+concept ContiguousRangeOf = std::ranges::contiguous_range<Range> && std::is_convertible_v <
+                            std::remove_reference_t<std::ranges::range_reference_t<Range>>(*)
+[], T (*)[] > ;
+
+}  // namespace detail
+
 /// Elements that lie one behind the other and belong to somebody else. A `Size` of -4711 says that
 /// their number is known at run time only, and no other is in use.
 template <class T, int Size = -4711>
@@ -99,15 +109,10 @@ class ArrayView {
 public:
     constexpr ArrayView() noexcept = default;
     constexpr ArrayView(T* data, uint64 size) noexcept : data_(data), size_(size) {}
-    /// A view of a C array, a `std::vector`, a `std::array` and their like.
-    template <std::ranges::contiguous_range Range>
-    requires std::is_convertible_v <
-        std::remove_reference_t<std::ranges::range_reference_t<Range>>(*)
-    [],
-        T (*)[] > &&(!std::is_same_v<std::remove_cvref_t<Range>, ArrayView>)constexpr ArrayView(
-                      Range&& range) noexcept
-        : data_(std::ranges::data(range)),
-    size_(std::ranges::size(range)) {}
+    template <detail::ContiguousRangeOf<T> Range>
+    requires(!std::is_same_v<std::remove_cvref_t<Range>, ArrayView>) constexpr ArrayView(
+        Range&& range) noexcept
+        : data_(std::ranges::data(range)), size_(std::ranges::size(range)) {}
 
     constexpr T* data() const noexcept { return data_; }
     constexpr uint64 size() const noexcept { return size_; }

@@ -83,7 +83,7 @@ public:
 
 private:
     bool _SerializeTypeName(const std::string& expected, std::string& found) override;
-    void _NoteRefusal() override;
+    void _NoteLostObjects() override;
 
     template <class T>
     Archive& _Read(const StringView& name, T& value);
