@@ -9,6 +9,7 @@
 
 #include "archive/sampleObjects.h"
 #include "kiv/base/archiveTypes.h"
+#include "kiv/base/binaryArchive.h"
 #include "kiv/base/binarySerializer.h"
 #include "kiv/base/byteBuffer.h"
 #include "kiv/base/jsonArchive.h"
@@ -16,6 +17,21 @@
 #include "support/logCatcher.h"
 
 namespace kiv {
+namespace {
+
+struct Tree {
+    Array<Tree> children;
+};
+
+}  // namespace
+
+template <>
+struct ArchiveSerializer<Tree> {
+    static void Serialize(Archive& archive, Tree& tree) {
+        archive.Serialize<Tree>("children", tree.children);
+    }
+};
+
 namespace {
 
 using ::testing::HasSubstr;
@@ -179,6 +195,24 @@ TEST_F(NestingTest, OnAFiber) {
     OnAFiber([this] { EachFormFailsAndPasses(); });
 }
 #endif
+
+TEST(StructureNestingTest, StopsWhereTheStackDoes) {
+    std::string brackets;
+    ByteBufferWriter counts;
+    for (int i = 0; i < kEndless; ++i) {
+        brackets += R"({"children":[)";
+        counts.AppendUInt32(1);
+    }
+    for (int i = 0; i < kEndless; ++i)
+        brackets += "]}";
+    JsonInputArchive json({});
+    json.FromString(R"({"JSON_ARCHIVE":{"KIV_ARCHIVE_OBJECT":)" + brackets + "}}");
+    BinaryInputArchive binary(ArrayView<const unsigned char>(counts.data(), counts.size()), {});
+    for (Archive* archive : {static_cast<Archive*>(&json), static_cast<Archive*>(&binary)}) {
+        Array<Tree> trees;
+        EXPECT_THROW(archive->Serialize<Tree>("children", trees), std::runtime_error);
+    }
+}
 
 TEST(JsonBracketsTest, DeepBracketsAreReadAndNotShown) {
     constexpr int kDepth = 300000;

@@ -133,5 +133,36 @@ TYPED_TEST(RefusedObjectsTest, GoWithTheArchiveAlsoIfTheyHoldEachOther) {
     }
 }
 
+// An object may write references that it doesn't own. They don't make up for those of the caller.
+TYPED_TEST(RefusedObjectsTest, WhatTheCallerGotIsLeftAlone) {
+    Object* parent = nullptr;
+    SampleScript::body = [&parent](SampleScript& self, Archive& archive) {
+        RefPtr<SampleNode> refused;
+        RefPtr<Object> back(self.reference ? nullptr : parent);
+        archive.SerializeObject("child", self.reference).SerializeObject("back", back);
+        if (archive.IsRead())
+            archive.template Serialize<SampleNode>("child", refused);
+    };
+    auto written = MakeRefCounted<SampleScript>();
+    written->reference = MakeRefCounted<SampleScript>();
+    parent = written.get();
+    std::string stored;
+    {
+        typename TypeParam::Output archive({});
+        RefPtr<Object> root = written;
+        archive.SerializeObject("root", root);
+        stored = TypeParam::Take(archive);
+    }
+    RefPtr<Object> read;
+    {
+        const auto archive = TypeParam::Open(stored);
+        archive->SerializeObject("root", read);
+        parent = read.get();
+    }
+    ASSERT_TRUE(read);
+    EXPECT_TRUE(static_cast<SampleScript&>(*read).reference);
+    SampleScript::body = nullptr;
+}
+
 }  // namespace
 }  // namespace kiv
