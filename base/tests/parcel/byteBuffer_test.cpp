@@ -64,7 +64,7 @@ TEST(ByteBufferWriterTest, TakesBytesOrRoomAtTheStart) {
 TEST(ByteBufferWriterTest, RefusesWhatNoMemoryHolds) {
     ByteBufferWriter writer;
     writer.AppendUInt8(9);
-    for (const uint64 size : {kMax, kMax - 1, kMax / 2}) {
+    for (const uint64 size : {kMax, kMax - 1, kMax / 2 + 1}) {
         EXPECT_THROW(writer.Reserve(size), std::bad_alloc);
         EXPECT_THROW(writer.AppendUnfilled(size), std::bad_alloc);
     }
