@@ -47,6 +47,15 @@ RefPtr<SampleNode> MakeChain(int length) {
     return first;
 }
 
+RefPtr<SampleNode> MakeTangle() {
+    RefPtr<SampleNode> ring = MakeChain(3);
+    ring->title = "first";
+    ring->next->next->next = ring;
+    for (SampleNode* node = ring.get(); node->others.empty(); node = node->next.get())
+        node->others = {ring, ring->next, ring->next->next};
+    return ring;
+}
+
 std::string WithoutIds(const std::string& json) {
     std::map<std::string, std::size_t> ids;
     std::string text;

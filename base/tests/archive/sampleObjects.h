@@ -58,6 +58,9 @@ protected:
 /// A chain of so many nodes.
 RefPtr<SampleNode> MakeChain(int length);
 
+/// Three nodes in a ring, of which each knows all.
+RefPtr<SampleNode> MakeTangle();
+
 /// The text with every object's id replaced by #1, #2 ... in the order in which they come up.
 std::string WithoutIds(const std::string& json);
 

@@ -36,23 +36,18 @@ constexpr T SwapBytes(T value, std::index_sequence<I...>) noexcept {
     return static_cast<T>((((value >> 8 * I & T{0xFF}) << 8 * (sizeof(T) - 1 - I)) | ...));
 }
 
-/// From the order of the machine to the most significant byte first, and back.
-template <class T>
-constexpr T BigEndian(T value) noexcept {
+/// From the order of the machine to another one, and back.
+template <std::endian kOrder, class T>
+constexpr T InOrder(T value) noexcept {
     static_assert(std::is_unsigned_v<T>);
-    if constexpr (std::endian::native == std::endian::big)
+    if constexpr (std::endian::native == kOrder)
         return value;
     else
         return SwapBytes(value, std::make_index_sequence<sizeof(T)>());
 }
-/// The same with the least significant byte first.
 template <class T>
-constexpr T LittleEndian(T value) noexcept {
-    static_assert(std::is_unsigned_v<T>);
-    if constexpr (std::endian::native == std::endian::little)
-        return value;
-    else
-        return SwapBytes(value, std::make_index_sequence<sizeof(T)>());
+constexpr T BigEndian(T value) noexcept {
+    return InOrder<std::endian::big>(value);
 }
 
 inline constexpr std::size_t kLongestUVarint = 10;
@@ -80,10 +75,10 @@ inline std::size_t EncodeUVarint(uint64 value, unsigned char* to) noexcept {
     uint64 groups = (value & 0x000000000FFFFFFF) | (value & 0x00FFFFFFF0000000) << 4;
     groups = (groups & 0x00003FFF00003FFF) | (groups & 0x0FFFC0000FFFC000) << 2;
     groups = (groups & 0x007F007F007F007F) | (groups & 0x3F803F803F803F80) << 1;
-    const uint64 first = LittleEndian(groups | kUVarintContinues[length]);
+    const uint64 first = InOrder<std::endian::little>(groups | kUVarintContinues[length]);
     std::memcpy(to, &first, sizeof(first));
     // Where there is a tenth byte it is 1, and bit 63 says in the ninth that it goes on.
-    const uint16 last = LittleEndian(static_cast<uint16>(value >> 56 | 0x100));
+    const uint16 last = InOrder<std::endian::little>(static_cast<uint16>(value >> 56 | 0x100));
     std::memcpy(to + sizeof(first), &last, sizeof(last));
     return length;
 }
