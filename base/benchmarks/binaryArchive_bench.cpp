@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -23,7 +24,8 @@
 #include <cereal/types/string.hpp>
 #include <cereal/types/vector.hpp>
 
-#include "kiv/base/binarySerializer.h"
+#include "kiv/base/archiveTypes.h"
+#include "kiv/base/binaryArchive.h"
 #include "kiv/base/byteBuffer.h"
 #include "memoryStream.h"
 #include "messages.pb.h"
@@ -62,35 +64,40 @@ using kiv::bench::PlainNode;
 using kiv::bench::ReadGraph;
 using kiv::bench::WriteGraph;
 
+// Through the archives, which write and read bytes where these are, as the peers do.
 class Kiv {
 public:
     using Pointer = kiv::RefPtr<Node>;
+    using Bytes = std::vector<unsigned char>;
 
     static Pointer Make() { return kiv::MakeRefCounted<Node>(); }
-    void Write(const Pointer& root) { serializer_.Serialize(root); }
-    const std::vector<unsigned char>& text() const { return serializer_.GetBuffer(); }
-    Pointer Read(const std::vector<unsigned char>& bytes) {
-        serializer_.SetBuffer(bytes);
-        const kiv::RefPtr<kiv::Object> root = serializer_.Deserialize("Node", nullptr);
-        return Pointer(static_cast<Node*>(root.get()));
+    void Write(Pointer root) {
+        archive_.emplace(Options());
+        archive_->Serialize<Node>("Object", root);
+    }
+    Bytes text() const { return {archive_->GetBytes().begin(), archive_->GetBytes().end()}; }
+    Pointer Read(const Bytes& bytes) {
+        kiv::BinaryInputArchive archive(bytes, {});
+        Pointer root;
+        archive.Serialize<Node>("Object", root);
+        return root;
     }
 
 private:
-    kiv::BinarySerializer serializer_{{}};
+    using Options = std::unordered_map<std::string, kiv::Value>;
+    std::optional<kiv::BinaryOutputArchive> archive_;
 };
 
-// The very stream of `BinarySerializer`, which reads it back.
+// The very stream of the archive, which reads it back.
 class WrittenByHand : public Kiv {
 public:
     void Write(const Pointer& root) {
-        kiv::ByteBufferWriter writer;
-        writer_ = &writer;
+        writer_.emplace();
         written_.clear();
         Add(root.get());
-        bytes_.assign(writer.data(), writer.data() + writer.size());
     }
 
-    const std::vector<unsigned char>& text() const { return bytes_; }
+    Bytes text() const { return {writer_->data(), writer_->data() + writer_->size()}; }
 
 private:
     void AddText(const kiv::StringView& text) {
@@ -129,8 +136,7 @@ private:
         writer_->OverwriteUInt32(place_of_size, static_cast<std::uint32_t>(size));
     }
 
-    std::vector<unsigned char> bytes_;
-    kiv::ByteBufferWriter* writer_ = nullptr;
+    std::optional<kiv::ByteBufferWriter> writer_;
     std::unordered_set<const Node*> written_;
 };
 
