@@ -124,7 +124,9 @@ struct KnownStacks {
 // this is left in reserve.
 constexpr std::size_t kNear = kReserve / 4;
 
-constinit thread_local KnownStacks known_stacks;
+// Asked once a level and more: reached without a call, and small enough for the room that is kept
+// for that in a library that is loaded late.
+[[gnu::tls_model("initial-exec")]] constinit thread_local KnownStacks known_stacks;
 
 }  // namespace
 
