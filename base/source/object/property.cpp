@@ -1,5 +1,6 @@
 #include "kiv/base/property.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "kiv/base/check.h"
@@ -35,9 +36,8 @@ public:
 
     // The binding keeps what it runs alive, which this link may be a part of.
     void Notify() override {
-        if (expression_.running_)
-            expression_.changed_ = true;
-        else
+        expression_.changed_ = true;
+        if (!expression_.running_)
             expression_.binding_->Notify();
     }
 
@@ -47,7 +47,23 @@ private:
     PropertyExpression& expression_;
 };
 
+/// What the binding of an expression runs.
+struct PropertyExpression::Follow {
+    void operator()() const { expression->_Follow(); }
+
+    std::shared_ptr<PropertyExpression> expression;
+};
+
 namespace {
+
+/// The outermost expression that runs on the thread, with all that it leads to.
+struct Spread {
+    bool isUnderWay = false;
+    uint64 failure = 0;  // its number, once bindings that never agree were cut off
+};
+
+constinit std::atomic<uint64> failures = 0;
+[[gnu::tls_model("initial-exec")]] constinit thread_local Spread spread;
 
 /// The innermost `Reading` of the thread. The model spares every read of a property a call.
 [[gnu::tls_model("initial-exec")]] constinit thread_local BindingEvaluateScope* reading = nullptr;
@@ -70,69 +86,127 @@ PropertyExpression::PropertyExpression(PropertyCore* target) : target_(target) {
 
 PropertyExpression::~PropertyExpression() = default;
 
+void PropertyExpression::_DropSources() {
+    sources_.clear();
+}
+
 void PropertyExpression::_AddSource(PropertyCore& property) {
     // The binding may have ended in the midst of the evaluation.
     if (PropertyCore::IsRunning(binding_) && binding_->object == property.GetObject() &&
-        binding_->propertyInfo.GetOffsetof() == property.GetPropertyInfo().GetOffsetof())
+        binding_->propertyInfo.GetOffsetof() == property.GetPropertyInfo().GetOffsetof()) {
+        isFirstRead_ = true;
         return;
-    for (const std::unique_ptr<Source>& source : sources_) {
-        if (source->GetProperty() == &property) {
-            source->isRead = true;
-            return;
-        }
     }
-    sources_.push_back(std::make_unique<Source>(property, *this));
+    const auto isOfProperty = [&property](const std::unique_ptr<Source>& source) {
+        return source->GetProperty() == &property;
+    };
+    // Most expressions read in the same order each time.
+    auto found = sources_.begin() + static_cast<std::ptrdiff_t>(expected_);
+    if (found == sources_.end() || !isOfProperty(*found))
+        found = std::find_if(sources_.begin(), sources_.end(), isOfProperty);
+    if (found == sources_.end()) {
+        auto added = std::make_unique<Source>(property, *this);
+        // One that cannot be observed is none.
+        if (!added->GetProperty())
+            return;
+        found = sources_.insert(found, std::move(added));
+    }
+    (*found)->isRead = true;
+    expected_ = static_cast<std::size_t>(found - sources_.begin()) + 1;
 }
 
+/// Null if nothing was read, or what was read first has died already.
 PropertyCore* PropertyExpression::_TakeSource() {
-    PropertyCore* property = nullptr;
-    while (!property && !sources_.empty()) {
-        property = sources_.front()->GetProperty();
-        sources_.erase(sources_.begin());
-    }
+    if (sources_.empty())
+        return nullptr;
+    PropertyCore* const property = sources_.front()->GetProperty();
+    sources_.erase(sources_.begin());
     return property;
+}
+
+/// False once one died that was read the last time, and would be read again.
+bool PropertyExpression::_HasAllSources() const {
+    return (!isFirstRead_ || binding_->object) &&
+           std::all_of(sources_.begin(), sources_.end(),
+                       [](const std::unique_ptr<Source>& source) { return source->GetProperty(); });
 }
 
 /// False if the property died meanwhile.
 bool PropertyExpression::_Evaluate() {
     for (const std::unique_ptr<Source>& source : sources_)
         source->isRead = false;
+    isFirstRead_ = false;
+    expected_ = 0;
+    changed_ = false;
     bool isAlive = false;
-    {
+    try {
         const Reading scope(*this);
         Compute();
         isAlive = scope.property != nullptr;
+    } catch (...) {
+        isFirstRead_ = true;  // for all that is known: all sources stay
+        throw;
     }
-    std::erase_if(sources_, [](const std::unique_ptr<Source>& source) {
-        return !source->isRead || !source->GetProperty();
-    });
+    std::erase_if(sources_, [](const std::unique_ptr<Source>& source) { return !source->isRead; });
+    fresh_ = true;
     return isAlive;
 }
 
 void PropertyExpression::_Follow() {
-    if (running_) {
-        changed_ = true;
+    // The source of the binding stays linked also when it is no longer read.
+    changed_ = changed_ || (isFirstRead_ && !fresh_);
+    if (running_ || (!fresh_ && !changed_))
         return;
-    }
     struct Running {
-        explicit Running(bool& set) : running(set) { running = true; }
-        ~Running() { running = false; }
+        explicit Running(bool& set)
+            : running(set), isOutermost(!std::exchange(spread.isUnderWay, true)) {
+            running = true;
+        }
+        ~Running() {
+            running = false;
+            if (isOutermost)
+                spread = Spread();
+        }
         bool& running;
+        const bool isOutermost;
     };
     const Running running(running_);
+    rounds_ = 0;
+    _TakeRounds();
+}
+
+void PropertyExpression::_TakeRounds() {
     // Bindings that lead back here come as another round, not deeper and deeper into the stack.
-    constexpr int kMostRounds = 100;
-    for (int round = 0; round < kMostRounds; ++round) {
-        changed_ = false;
-        if (!std::exchange(fresh_, false)) {
-            if (!_Evaluate() || !PropertyCore::IsRunning(binding_))
-                return;
-        }
-        Deliver();
-        if (!changed_ || !PropertyCore::IsRunning(binding_))
+    do {
+        if (!fresh_ && (!_HasAllSources() || !_Evaluate() || !PropertyCore::IsRunning(binding_)))
             return;
+        fresh_ = false;
+        try {
+            Deliver();
+        } catch (...) {
+            // One observer threw; what another one had changed before is followed all the same.
+            if (_NeedsAnotherRound())
+                _TakeRounds();
+            throw;
+        }
+    } while (_NeedsAnotherRound());
+}
+
+bool PropertyExpression::_NeedsAnotherRound() {
+    constexpr int kMostRounds = 100;
+    if (!changed_ || !PropertyCore::IsRunning(binding_))
+        return false;
+    // Once cut off, it is not tried again in each round of the others in the loop.
+    if (spread.failure && cutOffIn_ == spread.failure)
+        return false;
+    if (++rounds_ < kMostRounds)
+        return true;
+    if (!spread.failure) {
+        spread.failure = failures.fetch_add(1, std::memory_order_relaxed) + 1;
+        KIV_CHECK_EXPLAINED(!changed_, "bindings lead back to their property and never agree");
     }
-    KIV_CHECK_EXPLAINED(!changed_, "bindings lead back to their property and never agree");
+    cutOffIn_ = spread.failure;
+    return false;
 }
 
 void PropertyCore::_NoteRead() const {
@@ -144,18 +218,32 @@ void PropertyCore::_NoteRead() const {
         const_cast<PropertyCore&>(*this));
 }
 
-void PropertyCore::_Bind(const std::shared_ptr<PropertyExpression>& expression) {
+void PropertyCore::_Bind(std::shared_ptr<PropertyExpression> expression) {
     if (!expression->_Evaluate())
         return;
-    Unbinding();
+    const std::function<void()> ended = _EndBinding();
     PropertyCore* const source = expression->_TakeSource();
     if (!source)
         return expression->Deliver();
-    SetBinding(
-        *source, [expression] { expression->_Follow(); }, nullptr);
-    expression->binding_ = GetBinding();
-    expression->running_ = false;
-    expression->binding_->Notify();
+    // The binding alone keeps the expression, so that it goes with it.
+    PropertyExpression& bound = *expression;
+    SetBinding(*source, PropertyExpression::Follow{std::move(expression)}, nullptr);
+    PropertyBindingImpl* const binding = GetBinding();
+    bound.binding_ = binding;
+    bound.isFirstRead_ = true;
+    bound.running_ = false;
+    binding->Notify();
+}
+
+std::function<void()> PropertyCore::_EndBinding() {
+    std::function<void()> ended;
+    if (PropertyBindingImpl* binding = GetBinding())
+        ended.swap(binding->function);
+    // Its sources must not wake it any more.
+    if (const auto* follow = ended.target<PropertyExpression::Follow>())
+        follow->expression->_DropSources();
+    Unbinding();
+    return ended;
 }
 
 PropertyInfo FindProperty(Type declaringType, int offset) {

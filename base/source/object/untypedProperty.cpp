@@ -7,6 +7,9 @@
 namespace kiv {
 namespace {
 
+constexpr const char* kObservedAsMember =
+    "a property is observed as a registered member of an Object";
+
 /// A binding's function that runs. It is kept here, out of the binding, which may end or get
 /// another function meanwhile.
 struct Run {
@@ -187,7 +190,7 @@ Status UntypedProperty::Unbinding() {
 void UntypedProperty::Subscribe(PropertyObserverImpl* observer) {
     // At the head of the list any other one would be taken for a binding.
     const bool builtForThis = _IsObservedBy(*observer);
-    KIV_CHECK_EXPLAINED(builtForThis, "a property is observed as a registered member of an Object");
+    KIV_CHECK_EXPLAINED(builtForThis, kObservedAsMember);
     if (!builtForThis)
         return;
     PropertyObserverImpl* head = _GetLinked();
@@ -226,7 +229,9 @@ void UntypedProperty::SetBinding(UntypedProperty& source, std::function<void()>&
     }
     const bool isAnother = &source != this;
     KIV_CHECK_EXPLAINED(isAnother, "a property cannot drive itself");
-    if (isAnother)
+    const bool isObservable = source.GetObject() != nullptr;
+    KIV_CHECK_EXPLAINED(isObservable, kObservedAsMember);
+    if (isAnother && isObservable)
         _NewBinding(source, std::move(function), GetFlags(), GetObserverList());
 }
 

@@ -122,7 +122,9 @@ TEST(UntypedPropertyTest, WithoutInfoOrOffsetItHasNoOwnerAndNoObservers) {
         probe.Subscribe(&observer);
         owner->first.SetBinding(
             owner->first, [] {}, nullptr);
-        EXPECT_EQ(log.Take().size(), 2u);
+        owner->first.SetBinding(
+            probe, [] {}, nullptr);
+        EXPECT_EQ(log.Take().size(), 3u);
         EXPECT_EQ(probe.GetObserverList(), nullptr);
         EXPECT_FALSE(owner->first.HasBinding());
         probe.SetBinding(

@@ -19,23 +19,34 @@
 // A property is observed as a registered member of an `Object`, where it lies at the offset that
 // its `PropertyInfo` records. Made without one it is a plain value, and observing or reading it in
 // an expression is a failed check. Reflection and archives see the value alone:
-// `Object::SetProperty` is a `Set`, while an archive writes the value without telling anybody.
+// `Object::SetProperty` is a `Set`, while an archive writes the value without telling anybody. So
+// what follows a property that was loaded is behind until one of its sources changes, or it is
+// bound anew.
+//
+// An exception from a callback or an expression comes out of the `Set` that led to it. The value
+// stays set, but those that were still to be told are not: what follows it is behind until the next
+// new value.
 //
 // All properties that are linked with each other belong to one thread at a time.
 #ifndef KIV_BASE_PROPERTY_H_
 #define KIV_BASE_PROPERTY_H_
 
 #include <atomic>
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "kiv/base/export.h"
+#include "kiv/base/integers.h"
 #include "kiv/base/propertyInfo.h"
 #include "kiv/base/registration.h"
 #include "kiv/base/status.h"
+#include "kiv/base/stringView.h"
 #include "kiv/base/type.h"
 #include "kiv/base/untypedProperty.h"
 
@@ -83,9 +94,15 @@ protected:
     explicit PropertyExpression(PropertyCore* target);
     virtual ~PropertyExpression();
 
+    /// A subclass calls it first when it goes: what it holds may change a source in going.
+    void _DropSources();
+
+    PropertyCore* const target_;
+
 private:
     friend class PropertyCore;
     class Source;
+    struct Follow;
     struct Reading;
 
     /// Evaluates the expression and keeps what it gives.
@@ -95,15 +112,21 @@ private:
 
     void _AddSource(PropertyCore& property);
     PropertyCore* _TakeSource();
+    bool _HasAllSources() const;
     bool _Evaluate();
     void _Follow();
+    void _TakeRounds();
+    bool _NeedsAnotherRound();
 
-    PropertyCore* const target_;
     PropertyBindingImpl* binding_ = nullptr;  // which holds this expression, but while it runs
     std::vector<std::unique_ptr<Source>> sources_;  // without that of the binding
-    bool fresh_ = true;                             // computed and not delivered yet
+    std::size_t expected_ = 0;                      // the one that was read next the last time
+    uint64 cutOffIn_ = 0;                           // the failure of which it was a part
+    int rounds_ = 0;                                // of the present run, behind the first
+    bool isFirstRead_ = false;                      // the source of the binding, the last time
+    bool fresh_ = false;                            // computed and not delivered yet
     bool running_ = true;                           // also until it is bound
-    bool changed_ = false;                          // a source did while it ran
+    bool changed_ = false;                          // a source did since it was read
 };
 
 }  // namespace detail
@@ -143,7 +166,10 @@ protected:
 
     /// Makes this property a source of the expression that is being evaluated, if there is one.
     void _NoteRead() const;
-    void _Bind(const std::shared_ptr<PropertyExpression>& expression);
+    void _Bind(std::shared_ptr<PropertyExpression> expression);
+    /// Gives what the binding ran, to be kept until the operation is through: what that holds may
+    /// be the last reference to the owner.
+    std::function<void()> _EndBinding();
 
 private:
     friend class PropertyExpression;
@@ -178,35 +204,36 @@ PropertyInfo PropertyInfoOf() {
 
 template <class T>
 class Property : public detail::PropertyCore {
+    static_assert(!detail::OneOf<T, const char*, StringView, std::string_view>,
+                  "A property keeps its text: take std::string.");
+
 public:
     explicit Property(const PropertyInfo& info, T value = T())
         : PropertyCore(info), value_(std::move(value)) {}
     // Before the value goes, and may change what this property follows.
-    ~Property() { _EndBinding(); }
+    ~Property() {
+        if (HasBinding())
+            Unbinding();
+    }
 
     const T& Get() const {
         _NoteRead();
         return value_;
     }
-    /// Ends the binding, if there is one, and tells the observers if the value is a new one: plain
-    /// data is compared by its bytes, everything else with `==`.
-    void Set(const T& value) {
-        _EndBinding();
-        _Assign(value);
-    }
-    void Set(T&& value) {
-        _EndBinding();
-        _Assign(std::move(value));
-    }
+    /// Ends the binding, if there is one, and tells the observers if the value is a new one:
+    /// numbers and the library's records are compared by their bytes, everything else with `==`.
+    void Set(const T& value) { _Set(value); }
+    void Set(T&& value) { _Set(std::move(value)); }
     /// Follows `source`, from its present value on, in place of what this property followed before.
     /// It keeps its value when the source dies, or with `Unbinding`.
     void Bind(const Property& source) {
         Bind([&source]() -> const T& { return source.Get(); });
     }
     /// Follows a function that gives a `T`: it is evaluated now and after each change of a property
-    /// that it read the last time, and does nothing but read. One that reads no other property has
-    /// nothing to follow, and sets the value once. When bindings lead back to this property and
-    /// never agree on a value, that is a failed check after a hundred rounds.
+    /// that it read the last time, until one of these dies, and does nothing but read. One that
+    /// reads no other property has nothing to follow, and sets the value once. It must not hold a
+    /// `RefPtr` to the owner, which would then never go. When bindings lead back to this property
+    /// and never agree on a value, that is a failed check after a hundred rounds.
     template <class F>
     requires std::is_invocable_r_v<T, F&>
     void Bind(F expression) {
@@ -221,26 +248,36 @@ private:
     class Expression final : public detail::PropertyExpression {
     public:
         Expression(Property& target, F&& expression)
-            : PropertyExpression(&target), target_(target), expression_(std::move(expression)) {}
+            : PropertyExpression(&target), expression_(std::move(expression)) {}
+        ~Expression() override { _DropSources(); }
 
     private:
-        void Compute() override { value_.emplace(expression_()); }
-        void Deliver() override { target_._Assign(*std::move(value_)); }
+        void Compute() override {
+            T value = expression_();  // so that the compiler sees what the conversion loses
+            value_.emplace(std::move(value));
+        }
+        void Deliver() override {
+            T value = *std::move(value_);
+            value_.reset();
+            static_cast<Property*>(target_)->_Assign(std::move(value));
+        }
 
-        Property& target_;
         F expression_;
         std::optional<T> value_;
     };
 
-    void _EndBinding() {
-        if (HasBinding())
-            Unbinding();
+    template <class U>
+    void _Set(U&& value) {
+        const std::function<void()> ended = HasBinding() ? _EndBinding() : std::function<void()>();
+        _Assign(std::forward<U>(value));
     }
     template <class U>
     void _Assign(U&& value) {
         if (detail::IsSameValue<T>(value_, value))
             return;
-        value_ = std::forward<U>(value);
+        // The old value goes last: it may hold the last reference to the owner.
+        T other(std::forward<U>(value));
+        std::swap(value_, other);
         Notify();
     }
 

@@ -33,6 +33,7 @@
 
 #include "kiv/base/enum.h"
 #include "kiv/base/export.h"
+#include "kiv/base/geometry.h"
 #include "kiv/base/propertyInfo.h"
 #include "kiv/base/stringView.h"
 #include "kiv/base/type.h"
@@ -343,16 +344,32 @@ int MemberOffset(M T::*member) {
     return static_cast<int>(offset);
 }
 
-/// True if writing `value` over `present` would change nothing. Plain data is compared by its
-/// bytes: what compares equal within a tolerance is still not the same.
+/// True for plain data of which each byte is part of the value.
+template <class M>
+inline constexpr bool IsMadeOfItsBytes =
+    std::has_unique_object_representations_v<M> || OneOf<M, float, double>;
+#define KIV_RECORD(Record) \
+    template <>            \
+    inline constexpr bool IsMadeOfItsBytes<Record> = true;
+KIV_FOR_EACH_RECORD(KIV_RECORD)
+#undef KIV_RECORD
+
+/// True if writing `value` over `present` would change nothing. What is made of its bytes is
+/// compared by them: what compares equal within a tolerance is still not the same.
 template <class M>
 bool IsSameValue(const M& present, const M& value) {
     if constexpr (std::is_same_v<M, const char*>)
         return std::string_view(present) == value;
-    else if constexpr (std::is_trivially_copyable_v<M> && !OneOf<M, StringView, std::string_view>)
+    else if constexpr (IsMadeOfItsBytes<M>)
         return std::memcmp(&present, &value, sizeof(M)) == 0;
-    else
+    else if constexpr (!std::is_trivially_copyable_v<M> || OneOf<M, StringView, std::string_view>)
         return present == value;
+    else if (std::memcmp(&present, &value, sizeof(M)) == 0)
+        return true;  // what compares unequal to itself, too
+    else if constexpr (requires { present == value; })
+        return present == value;  // the difference may lie in its padding
+    else
+        return false;
 }
 
 /// Of a property that is a member of type `M`, unless the registration says otherwise.

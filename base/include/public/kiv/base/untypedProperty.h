@@ -71,7 +71,7 @@ public:
 
     Object* targetObject;
     PropertyInfo targetPropertyInfo;
-    std::function<void()> function;   // empty while it runs
+    std::function<void()> function;   // empty while it runs; only `SetBinding` replaces it
     PropertyObserverImpl* observers;  // of the target
 };
 
@@ -144,18 +144,21 @@ protected:
     /// Unlinks the observer, if it is linked here. It may be linked again.
     void Unsubscribe(PropertyObserverImpl* observer);
     /// Deletes an observer that is not linked any more: at once or, if it is being told by a
-    /// `Notify` of the calling thread, as soon as it is through.
+    /// `Notify()` of the calling thread, as soon as it is through. Told in another way, an observer
+    /// must not come here from within its own `Notify`.
     static void Discard(PropertyObserverImpl* observer);
     /// Tells all observers, the newest first. Those that are linked meanwhile are not told.
     void Notify() {
         if (link_ & kLinkedBit)
             _NotifyAll();
     }
+    /// Tells that one alone. Nothing is deferred for it: see `Discard`.
     void Notify(PropertyObserverImpl* observer) { observer->Notify(); }
 
     /// Lets `function` run whenever `source`, another property, changes. If the property is bound
-    /// already, only the function of that binding is replaced, and `source` is ignored. `status` is
-    /// not written.
+    /// already, only the function of that binding is replaced, and `source` is ignored. A source
+    /// that cannot be observed is a failed check, as is this property itself, and nothing changes.
+    /// `status` is not written.
     void SetBinding(UntypedProperty& source, std::function<void()>&& function, Status* status);
     /// True while the function of that binding runs on this thread; no longer if the binding ended
     /// or got another function meanwhile, so that a function can ask whether it still counts.
