@@ -268,7 +268,14 @@ private:
 
     template <class U>
     void _Set(U&& value) {
-        const std::function<void()> ended = HasBinding() ? _EndBinding() : std::function<void()>();
+        if (HasBinding()) [[unlikely]]
+            return _EndBindingAndAssign(std::forward<U>(value));
+        _Assign(std::forward<U>(value));
+    }
+    // Apart, so that a property that is not bound has no function to destroy.
+    template <class U>
+    void _EndBindingAndAssign(U&& value) {
+        const std::function<void()> ended = _EndBinding();
         _Assign(std::forward<U>(value));
     }
     template <class U>
