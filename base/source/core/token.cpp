@@ -4,6 +4,8 @@
 #include <bit>
 #include <cstring>
 #include <memory>
+#include <new>
+#include <span>
 
 #include "kiv/base/spinMutex.h"
 
@@ -48,51 +50,26 @@ class TokenRegistry {
         void _Scan();
     };
 
-    // An entry, and three bits of its hash, which spare most of those who look for another entry
-    // the way to this one: its cache line may be where somebody else has just counted a reference.
-    using _Slot = std::atomic<PointerAndBits<_Rep>>;
-    struct alignas(64) _SlotLine {
-        _Slot slots[8];
-    };
-    static constinit inline _SlotLine no_entries{};
-
     static uint64 Mixed(uint32 hash) { return hash * 0x9E3779B97F4A7C15; }
-    static std::uintptr_t BitsOf(uint64 mixed) {
-        return mixed >> 24 & PointerAndBits<_Rep>::kBitsMask;
-    }
 
-    // The open table of a set, at most half full, in one word: the address of the first slot, and
-    // in the low bits by how far a product of 64 bits is shifted to give an index.
-    class _Slots {
-    public:
-        _Slots(_SlotLine* lines, std::size_t size)
-            : word_(reinterpret_cast<std::uintptr_t>(lines->slots) |
-                    static_cast<unsigned>(64 - std::countr_zero(size))) {}
-        std::size_t size() const { return std::size_t{1} << (64 - (word_ & kShift)); }
-        /// How many entries there is room for: what a table of buckets calls their number.
-        std::size_t capacity() const { return size() / 2; }
-        _Slot* begin() const { return reinterpret_cast<_Slot*>(word_ & ~kShift); }
-        _Slot* end() const { return begin() + size(); }
+    // The open table of a set, at most half full, and the entries that came with it. Nothing of it
+    // is given back, since somebody may be looking an entry up in it.
+    struct _Table {
+        using _Slot = std::atomic<_Rep*>;
 
-        /// Where the search for a mixed hash begins; it goes on to the next until a slot is empty.
-        std::size_t IndexOf(uint64 mixed) const { return mixed >> (word_ & kShift); }
-        _Slot& operator[](std::size_t index) const { return begin()[index & (size() - 1)]; }
+        _Table(std::size_t roomFor, std::size_t fresh, const _Table* tableBefore);
+
+        /// Where the search for a hash begins; it goes on to the next until a slot is empty.
+        std::size_t IndexOf(uint32 hash) const { return Mixed(hash) >> shift; }
+        _Slot& operator[](std::size_t index) const { return slots[index & (2 * capacity - 1)]; }
+        std::span<_Slot> AllSlots() const { return {slots.get(), 2 * capacity}; }
         void Put(_Rep* rep) const;
 
-    private:
-        static constexpr std::uintptr_t kShift = 63;
-        std::uintptr_t word_;
-    };
-    static_assert(std::atomic<_Slots>::is_always_lock_free);
-
-    // What a set has allocated at one time. Nothing of it is given back, since somebody may be
-    // looking an entry up in it.
-    struct _Block {
-        _Block(std::size_t slots, std::size_t fresh, _Block* blockBefore);
-
-        const std::unique_ptr<_SlotLine[]> lines;
+        const std::size_t capacity;  // what a table of buckets calls their number; a power of two
+        const int shift;             // from a product of 64 bits to an index
+        const std::unique_ptr<_Slot[]> slots;
         const std::unique_ptr<_Rep[]> reps;
-        _Block* const before;
+        const _Table* const before;
     };
 
     // Two cache lines: neighbours don't disturb each other, nor do insertions those who only look.
@@ -107,20 +84,24 @@ class TokenRegistry {
         void SweepBeforeGrowth();
         void Grow();
 
-        std::atomic<_Slots> slots = _Slots(&no_entries, std::size(no_entries.slots));
-        alignas(64) detail::SpinMutex mutex;  // guards what follows, and all changes of the slots
+        std::atomic<const _Table*> table = nullptr;
+        alignas(64) detail::SpinMutex mutex;  // guards what follows, and all changes of the table
         uint32 sweep_delay = kMinSweepDelay;  // insertions until the next sweep is considered
         std::size_t size = 0;
         _Rep* unused = nullptr;
-        _Block* blocks = nullptr;
     };
     static_assert(sizeof(_Set) == 128);
 
+    TokenRegistry() {
+        for (_Set& set : sets_)
+            set.table = &no_entries_;
+    }
     static TokenRegistry& instance();
 
     _Handle _ptrImpl(const _Key& key, bool makeImmortal);
     _Handle _findPtrImpl(const _Key& key);
 
+    const _Table no_entries_{1, 0, nullptr};
     _Set sets_[kSets];
 };
 
@@ -227,31 +208,32 @@ uint64 TokenRegistry::_Key::CompareCode() const {
     return code;
 }
 
-void TokenRegistry::_Slots::Put(_Rep* rep) const {
-    const uint64 mixed = Mixed(rep->table_hash.load());
-    std::size_t i = IndexOf(mixed);
-    while ((*this)[i].load().word() != 0)
-        ++i;
-    (*this)[i].store(PointerAndBits<_Rep>(rep, BitsOf(mixed)), std::memory_order_release);
-}
-
-TokenRegistry::_Block::_Block(std::size_t slots, std::size_t fresh, _Block* blockBefore)
-    : lines(new _SlotLine[slots / std::size(no_entries.slots)]()),
-      reps(new _Rep[fresh]),
-      before(blockBefore) {
+TokenRegistry::_Table::_Table(std::size_t roomFor, std::size_t fresh, const _Table* tableBefore)
+    : capacity(roomFor),
+      shift(64 - std::countr_zero(2 * roomFor)),
+      slots(new _Slot[2 * roomFor]()),
+      // The address of an empty array lies behind its memory, where no leak checker sees it.
+      reps(fresh != 0 ? new _Rep[fresh] : nullptr),
+      before(tableBefore) {
     for (std::size_t i = 0; i + 1 < fresh; ++i)
         reps[i].next = &reps[i + 1];
 }
 
+void TokenRegistry::_Table::Put(_Rep* rep) const {
+    std::size_t i = IndexOf(rep->table_hash.load());
+    while ((*this)[i].load())
+        ++i;
+    // For the load in Find, which goes on to what the entry holds.
+    (*this)[i].store(rep, std::memory_order_release);
+}
+
 inline TokenRegistry::_Handle TokenRegistry::_Set::Find(const _Key& key) const {
-    const _Slots now = slots.load();
-    const uint64 mixed = Mixed(key.table_hash);
-    for (std::size_t i = now.IndexOf(mixed);; ++i) {
-        const PointerAndBits<_Rep> entry = now[i].load();
-        if (entry.word() == 0)
+    const _Table& now = *table.load();
+    for (std::size_t i = now.IndexOf(key.table_hash);; ++i) {
+        const _Rep* const rep = now[i].load();
+        if (!rep)
             return {};
-        const _Rep* const rep = entry.get();
-        if (entry.bits() != BitsOf(mixed) || rep->table_hash.load() != key.table_hash)
+        if (rep->table_hash.load() != key.table_hash)
             continue;
         uint32 count = rep->ref_count.load();
         while ((count & Token::kMortal) != 0 && count != Token::kUnused &&
@@ -276,11 +258,13 @@ TokenRegistry::_Handle TokenRegistry::_Set::Add(const _Key& key, bool makeImmort
     unused = rep->next;
     rep->set_number = key.set_number;
     rep->compare_code = key.CompareCode();
+    // Whoever takes the entry for one of this hash still looks at its count, stored next.
     rep->table_hash.store(key.table_hash, std::memory_order_relaxed);
-    // Publishes the text to those who stand on the entry already, as Put does to all others.
+    // For the load and the exchange in Find by those who stand on the entry already: the text is
+    // there. All others come by the slot.
     rep->ref_count.store(makeImmortal ? 0 : Token::kOneReference | Token::kMortal,
                          std::memory_order_release);
-    slots.load().Put(rep);
+    table.load()->Put(rep);
     ++size;
     return _Handle(rep, makeImmortal ? 0 : Token::kCounted);
 }
@@ -288,18 +272,19 @@ TokenRegistry::_Handle TokenRegistry::_Set::Add(const _Key& key, bool makeImmort
 void TokenRegistry::_Set::SweepBeforeGrowth() {
     if (sweep_delay != 0 && --sweep_delay != 0)
         return;
-    const _Slots now = slots.load();
-    const float capacity = static_cast<float>(now.capacity());
+    const _Table& now = *table.load();
+    const float capacity = static_cast<float>(now.capacity);
     if (static_cast<float>(size + 1) / capacity <= kMaxLoad)
         return;
 
     // Those that stay are put back in the end, since a slot between two of them must not be empty.
     _Rep* staying = nullptr;
-    for (_Slot& slot : now) {
-        _Rep* const rep = slot.load().get();
+    for (auto& slot : now.AllSlots()) {
+        _Rep* const rep = slot.load();
         if (!rep)
             continue;
-        slot.store({}, std::memory_order_release);
+        // An empty slot leads nowhere, so it has nothing to publish.
+        slot.store(nullptr, std::memory_order_relaxed);
         uint32 dead = Token::kMortal;
         const bool swept = rep->ref_count.load() == dead &&
                            rep->ref_count.compare_exchange_strong(dead, Token::kUnused);
@@ -320,16 +305,15 @@ void TokenRegistry::_Set::SweepBeforeGrowth() {
 }
 
 void TokenRegistry::_Set::Grow() {
-    const _Slots old = slots.load();
-    const std::size_t capacity = std::max(2 * old.capacity(), kFirstCapacity);
-    blocks = new _Block(2 * capacity, capacity - size, blocks);
-    const _Slots grown(blocks->lines.get(), 2 * capacity);
-    for (const _Slot& slot : old) {
-        if (_Rep* const rep = slot.load().get())
-            grown.Put(rep);
+    const _Table* const old = table.load();
+    const std::size_t capacity = std::max(2 * old->capacity, kFirstCapacity);
+    const _Table* const grown = new _Table(capacity, capacity - size, old);
+    for (const auto& slot : old->AllSlots()) {
+        if (_Rep* const rep = slot.load())
+            grown->Put(rep);
     }
-    unused = blocks->reps.get();
-    slots.store(grown, std::memory_order_release);
+    unused = grown->reps.get();
+    table.store(grown, std::memory_order_release);  // for the load in Find
 }
 
 TokenRegistry& TokenRegistry::instance() {
@@ -384,7 +368,9 @@ Token Token::find(const std::string& text) {
 }
 
 const std::string& Token::_emptyString() noexcept {
-    static const std::string& empty = *new std::string;
+    // In memory of its own, so that it is neither destroyed nor allocated.
+    alignas(std::string) static std::byte memory[sizeof(std::string)];
+    static const std::string& empty = *new (memory) std::string;
     return empty;
 }
 

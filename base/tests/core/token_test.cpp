@@ -1,10 +1,14 @@
 #include "kiv/base/token.h"
 
 #include <algorithm>
+#include <atomic>
 #include <barrier>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -24,11 +28,23 @@ struct LateToken {
 };
 constinit LateToken late;
 
+/// Endings that leave a text in its place in the table: what goes to one of two neighbours is taken
+/// five times from the other.
+std::string Colliding(int number) {
+    std::string text;
+    for (int i = 0; i < 7; ++i, number /= 5) {
+        const int change = number % 5;
+        text += {static_cast<char>('M' + change), static_cast<char>('a' - 5 * change)};
+    }
+    return text;
+}
+
 /// Texts of one set: a sweep is a matter of the set alone.
-std::vector<std::string> TextsOfSet(unsigned set, const std::string& prefix, std::size_t count) {
+std::vector<std::string> TextsOfSet(unsigned set, const std::string& prefix, std::size_t count,
+                                    std::string (*ending)(int) = std::to_string) {
     std::vector<std::string> texts;
     for (int i = 0; texts.size() < count; ++i) {
-        std::string text = prefix + std::to_string(i);
+        std::string text = prefix + ending(i);
         unsigned hash = 0;
         for (char c : text)
             hash = hash * 7 + static_cast<signed char>(c);
@@ -37,6 +53,20 @@ std::vector<std::string> TextsOfSet(unsigned set, const std::string& prefix, std
     }
     return texts;
 }
+
+/// Whether the token holds a counted reference: the lowest bit of its word.
+bool IsCounted(const Token& token) {
+    std::uintptr_t word;
+    std::memcpy(&word, &token, sizeof(word));
+    return (word & 1) != 0;
+}
+
+template <class T>
+concept OrderedWithToken = requires(const Token& token, const T& other) {
+    token < other;
+};
+static_assert(OrderedWithToken<Token>);
+static_assert(!OrderedWithToken<std::string> && !OrderedWithToken<const char*>);
 
 TEST(TokenTest, OneTextIsOneToken) {
     const std::string texts[] = {"",
@@ -86,8 +116,9 @@ TEST(TokenTest, TextEndsAtItsFirstNullAndTheEntryKeepsTheWhole) {
 
 TEST(TokenTest, OrderIsThatOfTheCompareCodeAndThenOfTheText) {
     // A character with its top bit set fills all places before it.
-    const std::vector<Token> sorted = {{},          "a", "ab",   "abcdefgh", "abcdefghi",
-                                       "abcdefghj", "b", "\x80", "a\x80",    "z\xFF"};
+    const std::vector<Token> sorted = {{},          "a",         "ab",   "abcdefgh",
+                                       "abcdefghi", "abcdefghj", "b",    "c\0\xFF"s,
+                                       "\x80",      "a\x80",     "z\xFF"};
     std::vector<Token> shuffled(sorted.rbegin(), sorted.rend());
     std::sort(shuffled.begin(), shuffled.end());
 
@@ -100,23 +131,24 @@ TEST(TokenTest, SweepTakesTheTextsThatNobodyHolds) {
         const char* name;
         Token (*make)(const std::string& text);  // gives what is held
         bool stays;
+        bool counted;
     };
     const Case cases[] = {
-        {"held", [](auto& text) { return Token(text); }, true},
-        {"dropped", [](auto& text) { return Token(text), Token(); }, false},
+        {"held", [](auto& text) { return Token(text); }, true, true},
+        {"dropped", [](auto& text) { return Token(text), Token(); }, false, true},
         {"copied",
          [](auto& text) {
              const Token token(text);
              Token copy(token);
              return copy;
          },
-         true},
+         true, true},
         {"found",
          [](auto& text) {
              const Token token(text);
              return Token::find(text);
          },
-         true},
+         true, true},
         {"moved about and dropped",
          [](auto& text) {
              Token a(text), b(std::move(a)), c;
@@ -125,24 +157,34 @@ TEST(TokenTest, SweepTakesTheTextsThatNobodyHolds) {
              swap(a, c);
              return c;
          },
-         false},
-        {"immortal", [](auto& text) { return Token(text, Token::Immortal), Token(); }, true},
+         false, true},
+        {"immortal", [](auto& text) { return Token(text, Token::Immortal); }, true, false},
         {"immortal by a later token",
          [](auto& text) {
-             Token token(text), copy(token);
-             const Token immortal(text.c_str(), Token::Immortal);
-             copy = Token(token);  // both have a tag that is out of date
-             return Token();
+             const Token token(text);
+             return Token(text.c_str(), Token::Immortal);
          },
-         true},
+         true, false},
+        {"copied from a token that is older than that",
+         [](auto& text) {
+             const Token token(text);
+             const Token immortal(text, Token::Immortal);
+             return Token(token);
+         },
+         true, false},
     };
     const std::vector<std::string> texts = TextsOfSet(1, "sweep ", 2000);
     std::vector<Token> held;
     std::vector<const char*> found;
     for (const Case& c : cases) {
-        held.push_back(c.make(texts[held.size()]));
-        found.push_back(Token::find(texts[found.size()]).GetText());
-        EXPECT_EQ(found.back(), texts[found.size() - 1]) << c.name;  // nothing was swept so far
+        SCOPED_TRACE(c.name);
+        const std::string& text = texts[held.size()];
+        held.push_back(c.make(text));
+        const Token again = Token::find(text);
+        found.push_back(again.GetText());
+        EXPECT_EQ(again, text);  // nothing was swept so far
+        EXPECT_EQ(IsCounted(again), c.counted);
+        EXPECT_EQ(IsCounted(held.back()), c.counted && held.back());
     }
 
     for (std::size_t i = held.size(); i < texts.size(); ++i)
@@ -156,62 +198,79 @@ TEST(TokenTest, SweepTakesTheTextsThatNobodyHolds) {
     }
 }
 
-TEST(TokenTest, SweepsLieAtLeast32InsertionsApart) {
-    const std::vector<std::string> texts = TextsOfSet(2, "apart ", 4000);
-    std::vector<Token> held;
-    std::vector<std::size_t> sweeps;
-    const std::string* dead = nullptr;
+TEST(TokenTest, SweepComesWhenTheTableWouldGrowAndItsDelayHasRunDown) {
+    struct Case {
+        const char* name;
+        std::vector<std::string> texts;
+        std::size_t held;                 // so many of them; those after them are dropped
+        std::vector<std::size_t> sweeps;  // the insertions before which dead texts vanish
+    };
+    const Case cases[] = {
+        {"room for 32", TextsOfSet(3, "none ", 200), 0, {33, 65, 97, 129, 161, 193}},
+        {"the same place for all",
+         TextsOfSet(2, "same ", 200, Colliding),
+         0,
+         {33, 65, 97, 129, 161, 193}},
+        {"room for 16, then for 48", TextsOfSet(4, "\xE9 some ", 200), 16, {33, 81, 129, 177}},
+        {"room for 1, then for 33", TextsOfSet(5, "half ", 200), 31, {33, 66, 99, 132, 165, 198}},
+        {"far from full when the delay is down", TextsOfSet(6, "most ", 200), 65, {129, 192}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<Token> held;
+        std::vector<std::size_t> sweeps;
+        const std::string* dead = nullptr;
 
-    for (const std::string& text : texts) {
-        const std::size_t i = static_cast<std::size_t>(&text - texts.data());
-        const Token token(text);
-        if (dead && Token::find(*dead).IsEmpty()) {
-            sweeps.push_back(i);
-            dead = nullptr;
+        for (std::size_t i = 0; i < c.texts.size(); ++i) {
+            const Token token(c.texts[i]);
+            if (dead && Token::find(*dead).IsEmpty()) {
+                sweeps.push_back(i + 1);
+                dead = nullptr;
+            }
+            if (i < c.held)
+                held.push_back(token);
+            else if (!dead)
+                dead = &c.texts[i];
         }
-        if (i % 2 == 0)
-            held.push_back(token);
-        else if (!dead)
-            dead = &text;
-    }
 
-    EXPECT_GT(sweeps.size(), 2u);
-    for (std::size_t i = 1; i < sweeps.size(); ++i)
-        EXPECT_GE(sweeps[i] - sweeps[i - 1], 32u);
+        EXPECT_EQ(sweeps, c.sweeps);
+    }
 }
 
+// All threads want the same texts at the same time, while one of them makes the set sweep: a text
+// has one entry all the same, and nobody's entry goes to another text.
 TEST(TokenTest, ThreadsShareTheirTexts) {
     constexpr int kThreads = 4;
-    const std::vector<std::string> shared = TextsOfSet(3, "shared ", 40);
+    constexpr std::size_t kRounds = 20000;
+    constexpr std::size_t kShared = 24;
+    const std::vector<std::string> texts = TextsOfSet(7, "shared ", 400, Colliding);
+    const Token kept(texts[0]);
     std::barrier start(kThreads);
+    std::atomic<int> faults = 0;
     std::vector<std::thread> threads;
-    std::vector<std::vector<Token>> kept(kThreads);
 
     for (int i = 0; i < kThreads; ++i) {
         threads.emplace_back([&, i] {
-            const std::vector<std::string> own =
-                TextsOfSet(3, "thread " + std::to_string(i) + " ", 500);
+            std::vector<std::pair<Token, std::string>> earlier(7);
             start.arrive_and_wait();
-            for (std::size_t round = 0; round < own.size(); ++round) {
-                const std::string& text = shared[round % shared.size()];
-                const Token token(text);
-                const Token copy(token);
-                const Token fresh(own[round]);  // makes the set sweep
-                EXPECT_EQ(copy, text);
-                EXPECT_EQ(fresh, own[round]);
-                if (round % 50 == 49) {
-                    EXPECT_EQ(Token(text.c_str(), Token::Immortal), copy);
-                }
+            for (std::size_t round = 0; round < kRounds; ++round) {
+                if (i == 0)
+                    const Token dropped(texts[kShared + round % (texts.size() - kShared)]);
+                const std::string& text = texts[round % kShared];
+                Token token = round < kRounds - 50 ? Token(text) : Token(text, Token::Immortal);
+                auto& [old, oldText] = earlier[round % earlier.size()];
+                const Token again(text), oldAgain(oldText);
+                faults += token != text || again != token || old != oldText || oldAgain != old ||
+                          Token::find(texts[0]) != kept;
+                old = std::move(token);
+                oldText = text;
             }
-            for (const std::string& text : shared)
-                kept[i].emplace_back(text);
         });
     }
     for (std::thread& thread : threads)
         thread.join();
 
-    for (int i = 1; i < kThreads; ++i)
-        EXPECT_EQ(kept[i], kept[0]);
+    EXPECT_EQ(faults, 0);
 }
 
 TEST(TokenTest, TokensOutliveTheStaticsOfTheLibrary) {

@@ -5,9 +5,10 @@
 //     if (attribute.name == kPosition) ...
 //
 // Made for names that occur over and over; a text that occurs once is better off as a
-// `std::string`. Making a token looks its text up; if the text is there, that takes no lock and
-// allocates nothing. An entry that no token holds any more stays until its part of the table is
-// about to grow; an immortal one stays for good, and its tokens count nothing.
+// `std::string`. Making a token looks its text up; if the text is there, that allocates nothing and
+// takes no lock, save while its part of the table is being swept. An entry that no token holds any
+// more stays until that part is about to grow; an immortal one stays for good, and its tokens count
+// nothing. Of a text that isn't immortal there may be up to 2^31 - 2 tokens at a time.
 //
 // A text ends at its first null character: two that differ behind it only share an entry, which
 // keeps the whole of the one that came first.
@@ -82,13 +83,16 @@ public:
     }
     /// Orders texts by their bytes as long as these are ASCII. Others have an order too, the same
     /// in every process, but not one to show to people.
-    friend std::strong_ordering operator<=>(const Token& a, const Token& b) noexcept {
-        if (a == b)
+    std::strong_ordering operator<=>(const Token& other) const noexcept {
+        if (*this == other)
             return std::strong_ordering::equal;
-        if (const auto order = a._CompareCode() <=> b._CompareCode(); order != 0)
+        if (const auto order = _CompareCode() <=> other._CompareCode(); order != 0)
             return order;
-        return a.GetString().compare(b.GetString()) <=> 0;
+        return GetString().compare(other.GetString()) <=> 0;
     }
+    // A text would be interned for the comparison.
+    std::strong_ordering operator<=>(const std::string&) const = delete;
+    std::strong_ordering operator<=>(const char*) const = delete;
 
 private:
     friend class TokenRegistry;
@@ -97,7 +101,7 @@ private:
     // The entry of a text. Its memory is never given back: an entry that was swept serves another
     // text of its set later, and whoever looks entries up may still be standing on it.
     struct alignas(64) _Rep {
-        uint32 set_number = 0;
+        uint32 set_number = 0;  // for debuggers, which cannot work the hash out
         std::atomic<uint32> table_hash = 0;
         // The first eight characters, the first of them in the top byte, zeros behind the end. A
         // character with its top bit set sets all bits above it, too.
@@ -112,10 +116,12 @@ private:
     };
     static constexpr uint32 kMortal = 1;
     static constexpr uint32 kOneReference = 2;
-    static constexpr uint32 kUnused = ~uint32{0};  // more references than memory has room for
+    static constexpr uint32 kUnused =
+        ~uint32{0};  // mortal, with one reference more than is allowed
 
     // Bit 0 of a handle: it holds a reference that was counted.
     static constexpr std::uintptr_t kCounted = 1;
+    static_assert(kCounted == kMortal);  // a count gives the bit of a handle
 
     explicit Token(PointerAndBits<const _Rep> rep) noexcept : rep_(rep) {}
 
