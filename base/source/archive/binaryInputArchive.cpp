@@ -42,10 +42,7 @@ BinaryInputArchive::BinaryInputArchive(ArrayView<const unsigned char> bytes,
                                        const std::unordered_map<std::string, Value>& given)
     : BinaryArchive(given), reader_(bytes), known_(std::make_unique<KnownObjects>(GetOptions())) {}
 
-BinaryInputArchive::~BinaryInputArchive() {
-    if (may_have_lost_objects_)
-        known_->objects.ReleaseCircles();
-}
+BinaryInputArchive::~BinaryInputArchive() = default;
 
 bool BinaryInputArchive::IsRead() const {
     return true;
@@ -57,7 +54,7 @@ uint64 BinaryInputArchive::_Offset() const {
 
 // One message a pass: what is missing later follows from the first.
 void BinaryInputArchive::_ReportDamage(const char* what) {
-    may_have_lost_objects_ = true;
+    known_->objects.NoteLoss();
     if (std::exchange(is_damaged_, true))
         return;
     baseLogger2.log(LogLevel::Error, "BinaryInputArchive",
@@ -190,7 +187,7 @@ void BinaryInputArchive::_StepOverReference() {
     const uint64 start = reader_.position();
     ReadObject();
     if (reader_.position() - start > internal::kRecordHeadSize)
-        may_have_lost_objects_ = true;  // no writer puts a full record there
+        known_->objects.NoteLoss();  // no writer puts a full record there
 }
 
 unsigned int BinaryInputArchive::_ReadObjectCount() {
@@ -202,15 +199,12 @@ unsigned int BinaryInputArchive::_ReadObjectCount() {
 }
 
 void BinaryInputArchive::_NoteLostObjects() {
-    may_have_lost_objects_ = true;
-    if (known_->objects.IsOutermost())
-        known_->objects.TakeBack();
+    known_->objects.TakeBack();
 }
 
 RefPtr<Object> BinaryInputArchive::_ReadReference() {
     RefPtr<Object> object = ReadObject();
-    if (known_->objects.IsOutermost())
-        known_->objects.HandOut(object.get());
+    known_->objects.HandOut(object.get());
     return object;
 }
 
@@ -230,7 +224,7 @@ RefPtr<Object> BinaryInputArchive::ReadObject() {
         return RefPtr<Object>(object ? *object : nullptr);
     }
     if (tag != RecordTag::kNull) {
-        may_have_lost_objects_ = true;
+        known_->objects.NoteLoss();
         baseLogger2.log(LogLevel::Error, "BinaryInputArchive::ReadObject",
                         "Unknown object type: %d", head[0]);
     }
@@ -279,7 +273,7 @@ RefPtr<Object> BinaryInputArchive::ReadObjectInternal(uint64 id) {
     };
     known_->objects.Read(id, object, fill, forget);
     if (reader_.position() - payload != size)
-        may_have_lost_objects_ = true;
+        known_->objects.NoteLoss();
     baseLogger2.log(LogLevel::Debug, kObjectTag, "Finished reading object. Type: %.*s, Size: %d",
                     static_cast<int>(type_name.size()), type_name.data(), static_cast<int>(size));
     return object;

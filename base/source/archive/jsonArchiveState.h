@@ -22,7 +22,6 @@ struct JsonArchive::State {
 
     internal::JsonReader reader;
     internal::ReadObjects read_objects;
-    bool may_have_lost_objects = false;
 };
 
 }  // namespace kiv

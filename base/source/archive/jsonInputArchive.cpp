@@ -23,10 +23,7 @@ std::string TextOf(const StringView& name) {
 JsonInputArchive::JsonInputArchive(const std::unordered_map<std::string, Value>& given)
     : JsonArchive(given) {}
 
-JsonInputArchive::~JsonInputArchive() {
-    if (state_->may_have_lost_objects)
-        state_->read_objects.ReleaseCircles();
-}
+JsonInputArchive::~JsonInputArchive() = default;
 
 void JsonInputArchive::FromString(const std::string& text) {
     state_->reader.Load(text);
@@ -37,9 +34,7 @@ bool JsonInputArchive::IsRead() const {
 }
 
 void JsonInputArchive::_NoteLostObjects() {
-    state_->may_have_lost_objects = true;
-    if (state_->read_objects.IsOutermost())
-        state_->read_objects.TakeBack();
+    state_->read_objects.TakeBack();
 }
 
 template <class T>
@@ -126,8 +121,7 @@ bool JsonInputArchive::_ResolveReference(const rapidjson::Value& node, RefPtr<Ob
         }
         if (mapped && mapped->created) {
             out = mapped->object;
-            if (state_->read_objects.IsOutermost())
-                state_->read_objects.HandOut(mapped->object);
+            state_->read_objects.HandOut(mapped->object);
             return true;
         }
     }

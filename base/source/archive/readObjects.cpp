@@ -5,7 +5,7 @@
 
 namespace kiv::internal {
 
-void ReadObjects::ReleaseCircles() noexcept {
+void ReadObjects::_ReleaseCircles() noexcept {
     struct Node {
         Object* object;
         int64 outside;  // references that none of the objects writes

@@ -21,6 +21,15 @@ public:
     /// The options of the archive, which has to outlive this.
     explicit ReadObjects(const std::unordered_map<std::string, Value>& options)
         : options_(options) {}
+    ReadObjects(const ReadObjects&) = delete;
+    ReadObjects& operator=(const ReadObjects&) = delete;
+    /// If objects may have got lost, empties those that nobody but their like refers to, such as
+    /// circles of which no object was taken: they would keep themselves alive for ever. Nothing
+    /// happens to what was handed out, and to what that leads to.
+    ~ReadObjects() {
+        if (may_have_lost_some_)
+            _ReleaseCircles();
+    }
 
     /// Takes the object and calls `fill`, which lets it read its contents. If the outermost of such
     /// calls throws, all objects since its beginning are emptied of their references, or a circle
@@ -42,23 +51,20 @@ public:
         --depth_;
     }
 
-    /// True while no object is being filled.
-    bool IsOutermost() const { return depth_ == 0; }
-    /// An object, which may be null, goes to the user of the archive.
+    /// An object, which may be null, goes to the one who asked the archive for it: to the user, or
+    /// to the object that is being filled.
     void HandOut(Object* object) {
-        if (object)
+        if (depth_ == 0 && object)
             handed_out_.push_back(object);
     }
     /// The last one that was handed out was not taken.
     void TakeBack() {
-        if (!handed_out_.empty())
+        NoteLoss();
+        if (depth_ == 0 && !handed_out_.empty())
             handed_out_.pop_back();
     }
-
-    /// Empties the objects that nobody but their like refers to, such as circles of which no object
-    /// was taken: they would keep themselves alive for ever. Nothing happens to what was handed
-    /// out, and to what that leads to.
-    void ReleaseCircles() noexcept;
+    /// Objects may have got lost.
+    void NoteLoss() { may_have_lost_some_ = true; }
 
 private:
     struct Entry {
@@ -78,11 +84,14 @@ private:
             CutReferences(*entry.object, options_);
     }
 
+    void _ReleaseCircles() noexcept;
+
     std::vector<Entry> objects_;
     std::vector<Object*> handed_out_;
     const std::unordered_map<std::string, Value>& options_;
     std::size_t outermost_ = 0;
     unsigned int depth_ = 0;
+    bool may_have_lost_some_ = false;
 };
 
 }  // namespace kiv::internal

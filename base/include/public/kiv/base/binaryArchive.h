@@ -137,7 +137,6 @@ private:
 
     ByteBufferReader reader_;
     bool is_damaged_ = false;  // which was logged
-    bool may_have_lost_objects_ = false;
     std::unique_ptr<KnownObjects> known_;
 };
 
