@@ -7,6 +7,7 @@
 #include "kiv/base/archiveTypes.h"
 #include "kiv/base/array.h"
 #include "kiv/base/bufferObject.h"
+#include "kiv/base/file.h"
 #include "kiv/base/logging.h"
 #include "kiv/base/object.h"
 #include "kiv/base/registration.h"
@@ -22,6 +23,11 @@ constinit const Status Status::InvalidCast{StatusCode{4}};
 constinit const Status Status::InvalidOperation{StatusCode{5}};
 constinit const Status Status::InvalidParameter{StatusCode{6}};
 constinit const Status Status::NotImplemented{StatusCode{9}};
+
+// Every handle of a file that is closed asks it, down to those that go last.
+std::map<FileHandle, internal::KIV_BASE_SYSTEM::DirCacheEntry>
+    internal::KIV_BASE_SYSTEM::UniqueFDTraits::file_map;
+constinit std::mutex internal::KIV_BASE_SYSTEM::UniqueFDTraits::file_map_mutex;
 
 // Before everything that has a `Type`, since a default one reads it already.
 TypeRegistry TypeRegistry::instance_;
