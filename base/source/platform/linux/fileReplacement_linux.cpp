@@ -1,0 +1,77 @@
+#include <cstdio>
+#include <utility>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/fileReplacement.h"
+#include "platform/linux/exclusiveRename.h"
+#include "platform/linux/openAt.h"
+#include "platform/randomName.h"
+
+namespace kiv::platform {
+namespace {
+
+constexpr mode_t kNewFile = 0666;
+constexpr mode_t kPermissions = 0777;
+
+bool Sync(const UniqueFD& file) {
+    return AgainAfterSignal([&] { return ::fsync(file.get()); }) == 0;
+}
+
+// A file system that keeps no directories to be synced says that the call is not for them.
+bool SyncDirectory(const UniqueFD& directory) {
+    const UniqueFD readable = OpenAt(directory.get(), ".", O_RDONLY | O_DIRECTORY);
+    return readable.is_valid() && (Sync(readable) || errno == EINVAL);
+}
+
+// Some file systems tell only now that what was written found no room.
+bool Close(UniqueFD& file) {
+    internal::oslinux::UniqueFDTraits::RemoveCacheEntry(file.get());
+    return ::close(file.release()) == 0 || errno == EINTR;
+}
+
+}  // namespace
+
+FileReplacement::FileReplacement(FilePlace place) : place_(std::move(place)) {
+    std::string name = RandomName();
+    if (!place_.directory.is_valid() || name.empty())
+        return;
+    name.insert(name.begin(), '.');
+    const int directory = place_.directory.get();
+    struct stat status;
+    const bool replaces =
+        ::fstatat(directory, place_.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        S_ISREG(status.st_mode);
+    // The mask of the process holds for new files only.
+    const mode_t mode = replaces ? status.st_mode & kPermissions : kNewFile;
+    file_ = OpenAt(directory, name.c_str(), O_RDWR | O_CREAT | O_EXCL, mode);
+    if (!file_.is_valid())
+        return;
+    temporary_name_ = std::move(name);
+    if (replaces && ::fchmod(file_.get(), mode) != 0)
+        file_.reset();
+}
+
+FileReplacement::~FileReplacement() {
+    if (!temporary_name_.empty())
+        ::unlinkat(place_.directory.get(), temporary_name_.c_str(), 0);
+}
+
+bool FileReplacement::Commit(Existing existing, Durability durability) {
+    const bool synced = durability == Durability::Synced;
+    if (!file_.is_valid() || (synced && !Sync(file_)) || !Close(file_))
+        return false;
+    const int directory = place_.directory.get();
+    const char* const from = temporary_name_.c_str();
+    const char* const to = place_.name.c_str();
+    const bool renamed = existing == Existing::Replace
+                             ? ::renameat(directory, from, directory, to) == 0
+                             : RenameExclusively(directory, from, directory, to);
+    if (!renamed)
+        return false;
+    temporary_name_.clear();
+    return !synced || SyncDirectory(place_.directory);
+}
+
+}  // namespace kiv::platform
