@@ -22,7 +22,8 @@ enum class Durability { Cached, Synced };
 class FileReplacement {
 public:
     /// Makes an empty file beside `place`. It has the permissions of the plain file that is there,
-    /// or those of any new file. A link there is replaced itself.
+    /// or those of any new file. A link there is replaced itself; what is neither, and a file that
+    /// may not be written to, is not replaced.
     explicit FileReplacement(FilePlace place);
     /// Removes the file unless it was committed.
     ~FileReplacement();

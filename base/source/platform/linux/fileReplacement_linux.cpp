@@ -31,6 +31,13 @@ bool Close(UniqueFD& file) {
     return ::close(file.release()) == 0 || errno == EINTR;
 }
 
+// To rename over a file takes no permission to write to it: whoever took that away means this too.
+bool MayReplace(const FilePlace& place, const struct stat& status) {
+    return S_ISLNK(status.st_mode) ||
+           (S_ISREG(status.st_mode) &&
+            ::faccessat(place.directory.get(), place.name.c_str(), W_OK, AT_EACCESS) == 0);
+}
+
 }  // namespace
 
 FileReplacement::FileReplacement(FilePlace place) : place_(std::move(place)) {
@@ -40,9 +47,10 @@ FileReplacement::FileReplacement(FilePlace place) : place_(std::move(place)) {
     name.insert(name.begin(), '.');
     const int directory = place_.directory.get();
     struct stat status;
-    const bool replaces =
-        ::fstatat(directory, place_.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-        S_ISREG(status.st_mode);
+    const bool taken = ::fstatat(directory, place_.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+    if (taken && !MayReplace(place_, status))
+        return;
+    const bool replaces = taken && S_ISREG(status.st_mode);
     // The mask of the process holds for new files only.
     const mode_t mode = replaces ? status.st_mode & kPermissions : kNewFile;
     file_ = OpenAt(directory, name.c_str(), O_RDWR | O_CREAT | O_EXCL, mode);

@@ -69,12 +69,9 @@ bool Copy(const UniqueFD& from, const struct stat& status, const FileReplacement
 
 bool MayTake(const FilePlace& place, const struct stat& source) {
     struct stat status;
-    const int directory = place.directory.get();
-    const char* const name = place.name.c_str();
-    if (::fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0)
+    if (::fstatat(place.directory.get(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
         return errno == ENOENT;
-    return S_ISREG(status.st_mode) && !IsSame(status, source) &&
-           ::faccessat(directory, name, W_OK, AT_EACCESS) == 0;
+    return S_ISREG(status.st_mode) && !IsSame(status, source);
 }
 
 // The source goes only once its copy is there to stay.
