@@ -1,0 +1,167 @@
+#include "kiv/base/symbolizer.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+
+#include "platform/symbolName.h"
+#include "support/openDescriptors.h"
+
+// The thread sanitizer can't see how Abseil, which it did not build, hands memory from thread to
+// thread.
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions() {
+    return "called_from_lib:libabsl_symbolize.so";
+}
+
+namespace symbolizer_test {
+
+#define KIV_TEN_TIMES(text) text text text text text text text text text text
+
+[[gnu::noinline]] void Plain(int) {
+    asm volatile("nop; nop");
+}
+[[gnu::noinline]] void LongName() asm(KIV_TEN_TIMES(KIV_TEN_TIMES(KIV_TEN_TIMES("abc"))));
+void LongName() {
+    asm volatile("");
+}
+template <class T>
+struct Box {
+    [[gnu::noinline]] static void Open() { asm volatile(""); }
+};
+
+}  // namespace symbolizer_test
+
+namespace kiv {
+namespace {
+
+using namespace std::string_literals;
+
+template <class Function>
+const void* AddressOf(Function* function, int offset = 0) {
+    return reinterpret_cast<const char*>(function) + offset;
+}
+
+std::string NameOf(const void* address) {
+    char name[4000];
+    return Symbolize(address, name, sizeof(name)) ? name : "not found";
+}
+
+// Asked before main, when nobody can have initialised anything.
+const std::string kNamedTooEarly = NameOf(AddressOf(&symbolizer_test::Plain));
+
+TEST(SymbolizerTest, NameIsCutToItsRoom) {
+    const struct {
+        const char* name;
+        std::string out;  // to its last character
+    } cases[] = {
+        {"", "\0"s},        {"", "\0\0"s},        {"a", "\0"s},
+        {"a", "a\0"s},      {"ab", ".\0"s},       {"abc", "..\0"s},
+        {"abcd", "...\0"s}, {"abcde", "a...\0"s}, {"ab", "ab\0"s},
+        {"abc", "abc\0"s},  {"abcd", "abcd\0"s},  {"ab", "ab\0\0\0"s},
+        {"abcdef", ".\0"s}, {"abcdef", "..\0"s},  {"abcdefgh", "abc...\0"s},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string out(c.out.size() + 1, '#');
+        platform::CopySymbolName(c.name, out.data(), static_cast<int>(c.out.size()));
+        EXPECT_EQ(out, c.out + "#");
+    }
+}
+
+TEST(SymbolizerTest, FunctionsAreNamedOnceItIsInitialised) {
+    EXPECT_EQ(kNamedTooEarly, "not found");
+    InitializeSymbolizer(nullptr);
+    InitializeSymbolizer("another program");
+
+    EXPECT_EQ(NameOf(AddressOf(&symbolizer_test::Plain)), "symbolizer_test::Plain()");
+    EXPECT_EQ(NameOf(AddressOf(&symbolizer_test::Plain, 1)), "symbolizer_test::Plain()");
+    EXPECT_EQ(NameOf(AddressOf(&symbolizer_test::Box<int>::Open)),
+              "symbolizer_test::Box<>::Open()");
+    EXPECT_EQ(NameOf(AddressOf(&InitializeSymbolizer)), "kiv::InitializeSymbolizer()");
+    const std::string long_name = NameOf(AddressOf(&symbolizer_test::LongName));
+    EXPECT_EQ(long_name.size(), 2000u);
+    EXPECT_EQ(long_name.substr(1990), "bcabcab...");
+}
+
+TEST(SymbolizerTest, WhatHasNoNameOrNoRoomIsRefused) {
+    InitializeSymbolizer(nullptr);
+    const void* const known = AddressOf(&symbolizer_test::Plain);
+    char out[4] = "###";
+    for (int size : {0, -1})
+        EXPECT_FALSE(Symbolize(known, out, size));
+    EXPECT_FALSE(Symbolize(known, nullptr, 4));
+    for (const void* unknown : {static_cast<const void*>(nullptr), static_cast<const void*>(out),
+                                reinterpret_cast<const void*>(~std::uintptr_t{0})})
+        EXPECT_FALSE(Symbolize(unknown, out, sizeof(out)));
+    EXPECT_STREQ(out, "###");
+
+    EXPECT_TRUE(Symbolize(known, out, 1));
+    EXPECT_STREQ(out, "");
+    EXPECT_TRUE(Symbolize(known, out, 3));
+    EXPECT_STREQ(out, "..");
+}
+
+char nameInHandler[64];
+int errnoInHandler = 0;
+
+TEST(SymbolizerTest, HandlerOfASignalGetsItsNamesOnASmallStack) {
+    InitializeSymbolizer(nullptr);
+    constexpr std::size_t kStackSize = 16 * 1024;
+    void* const memory =
+        ::mmap(nullptr, 2 * kStackSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(memory, MAP_FAILED);
+    stack_t stack{};
+    stack.ss_sp = static_cast<char*>(memory) + kStackSize;  // above what may not be touched
+    stack.ss_size = kStackSize;
+    ASSERT_EQ(::mprotect(stack.ss_sp, kStackSize, PROT_READ | PROT_WRITE), 0);
+    stack_t stack_before{};
+    ASSERT_EQ(::sigaltstack(&stack, &stack_before), 0);
+    struct sigaction action {};
+    action.sa_flags = SA_ONSTACK;
+    action.sa_handler = [](int) {
+        errno = EDOM;
+        Symbolize(AddressOf(&symbolizer_test::Box<char>::Open), nameInHandler,
+                  sizeof(nameInHandler));
+        errnoInHandler = errno;
+    };
+    struct sigaction action_before {};
+    ASSERT_EQ(::sigaction(SIGUSR1, &action, &action_before), 0);
+
+    ::raise(SIGUSR1);
+
+    EXPECT_STREQ(nameInHandler, "symbolizer_test::Box<>::Open()");
+    EXPECT_EQ(errnoInHandler, EDOM);
+    ::sigaction(SIGUSR1, &action_before, nullptr);
+    ::sigaltstack(&stack_before, nullptr);
+    ::munmap(memory, 2 * kStackSize);
+}
+
+TEST(SymbolizerTest, ThreadsNameAtOnceAndNothingStaysOpen) {
+    InitializeSymbolizer(nullptr);
+    const std::size_t open = testing::CountOpenDescriptors();
+    std::atomic<int> named{0};
+
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([&named] {
+            for (int round = 0; round < 50; ++round) {
+                named += NameOf(AddressOf(&symbolizer_test::Plain)) == "symbolizer_test::Plain()";
+                named += NameOf(AddressOf(&InitializeSymbolizer)) == "kiv::InitializeSymbolizer()";
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+
+    EXPECT_EQ(named, 4 * 50 * 2);
+    EXPECT_EQ(testing::CountOpenDescriptors(), open);
+}
+
+}  // namespace
+}  // namespace kiv
