@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
+#include "kiv/base/mapping.h"
 #include "platform/symbolName.h"
 #include "support/openDescriptors.h"
 
@@ -88,6 +89,9 @@ TEST(SymbolizerTest, FunctionsAreNamedOnceItIsInitialised) {
     const std::string long_name = NameOf(AddressOf(&symbolizer_test::LongName));
     EXPECT_EQ(long_name.size(), 2000u);
     EXPECT_EQ(long_name.substr(1990), "bcabcab...");
+
+    const SymbolMapping loaded(NativeLibrary::Create(KIV_TEST_MODULE), "KivTestAnswer");
+    EXPECT_EQ(NameOf(loaded.GetMapping()), "KivTestAnswer");
 }
 
 TEST(SymbolizerTest, WhatHasNoNameOrNoRoomIsRefused) {
