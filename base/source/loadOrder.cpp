@@ -8,6 +8,7 @@
 #include "kiv/base/array.h"
 #include "kiv/base/bufferObject.h"
 #include "kiv/base/file.h"
+#include "kiv/base/logFiles.h"
 #include "kiv/base/logging.h"
 #include "kiv/base/object.h"
 #include "kiv/base/registration.h"
@@ -33,8 +34,14 @@ constinit std::mutex internal::KIV_BASE_SYSTEM::UniqueFDTraits::file_map_mutex;
 TypeRegistry TypeRegistry::instance_;
 
 // spdlog's own statics come to life when they are first asked for. Asked for here they outlive all
-// that stands below, which may therefore log until it goes.
+// that stands below, which may therefore log until it goes. The sinks belong to the default logger
+// as well, so files are closed with it, behind the last line.
 [[maybe_unused]] static spdlog::logger* const defaultLogger = spdlog::default_logger_raw();
+std::shared_ptr<logging::ConsoleSink> logging::consoleSink;
+std::shared_ptr<logging::FileSink> logging::fileSink;
+std::shared_ptr<logging::CallbackSink> logging::callbackSink;
+std::string logging::LOG_FILE_BASENAME = "kiv";
+std::string logging::LOG_FILE_BASENAME_EXT = "kiv.log";
 Logger2 baseLogger("kiv.base");
 logging::Logger baseLogger2("kiv.base");
 

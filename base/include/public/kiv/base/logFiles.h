@@ -1,31 +1,37 @@
-// The sinks of the log, and switching them one by one. Code that only logs takes logging.h.
+// The sinks of the log as objects, for who wants to give them patterns or put them into loggers of
+// its own. It takes spdlog; logSetup.h, which this includes, sets the log up without.
 //
-//     logging::consoleSink = std::make_shared<logging::ConsoleSink>();
-//     spdlog::default_logger()->sinks() = {logging::consoleSink};
-//     logging::enableLogToConsole(false);
+//     logging::initLog(14, "", "", true);
+//     logging::consoleSink->set_pattern("%H:%M:%S %v");
 //
-// Until a program sets sinks up, messages go to those that spdlog's default logger has by itself.
-// The list of sinks and the globals here are changed while no other thread logs; switching is safe
-// from any thread.
+// The pointers change in `initLog`, `SetLogDirectory` and `setLogCallback`, while no other thread
+// logs. A sink may be used from any thread.
 #ifndef KIV_BASE_LOG_FILES_H_
 #define KIV_BASE_LOG_FILES_H_
 
 #include <memory>
+#include <mutex>
 
+#include <spdlog/sinks/daily_file_sink.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
 
+#include "kiv/base/callbackSink.h"
+#include "kiv/base/dailyFileSink.h"
 #include "kiv/base/export.h"
+#include "kiv/base/logSetup.h"
 
 namespace kiv::logging {
 
 /// The sink that writes to standard output, in colours if that is a terminal.
 using ConsoleSink = spdlog::sinks::stdout_color_sink_mt;
+using FileSink = noCreatingDailyFileSink<std::mutex, spdlog::sinks::daily_filename_calculator>;
+using CallbackSink = spdlog::sinks::callback_sink<std::mutex>;
 
-/// The sink that `enableLogToConsole` switches; null until it is set up.
+/// The sinks that `enableLogToConsole` and its siblings switch; null until `initLog`, `fileSink` or
+/// until `SetLogDirectory`, `callbackSink` or until `setLogCallback`.
 KIV_BASE_API extern std::shared_ptr<ConsoleSink> consoleSink;
-
-/// Lets every message through to `consoleSink`, or none. Without that sink nothing happens.
-KIV_BASE_API void enableLogToConsole(bool on);
+KIV_BASE_API extern std::shared_ptr<FileSink> fileSink;
+KIV_BASE_API extern std::shared_ptr<CallbackSink> callbackSink;
 
 }  // namespace kiv::logging
 

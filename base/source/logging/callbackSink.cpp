@@ -1,0 +1,3 @@
+#include "kiv/base/callbackSink.h"
+
+template class KIV_BASE_TEMPLATE_DEFINE spdlog::sinks::callback_sink<std::mutex>;

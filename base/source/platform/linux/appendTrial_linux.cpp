@@ -1,0 +1,13 @@
+#include "platform/appendTrial.h"
+#include "platform/linux/openAt.h"
+
+namespace kiv::platform {
+
+std::error_code TryToAppend(const char* name) {
+    constexpr mode_t kNewFile = 0666;
+    const UniqueFD file =
+        OpenAt(AT_FDCWD, name, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK, kNewFile);
+    return file.is_valid() ? std::error_code() : std::error_code(errno, std::generic_category());
+}
+
+}  // namespace kiv::platform

@@ -1,0 +1,320 @@
+#include "kiv/base/dailyFileSink.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "kiv/base/file.h"
+#include "kiv/base/logFiles.h"
+#include "support/logTime.h"
+
+namespace kiv {
+namespace {
+
+using std::chrono::milliseconds;
+using ::testing::ElementsAre;
+using testing::FakeLogClock;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+namespace fs = std::filesystem;
+
+using Files = std::map<std::string, std::string>;  // contents by name
+
+// A sink for "app.log" in a directory of its own, whose lines are the bare messages.
+class DailyFileSinkTest : public ::testing::Test {
+protected:
+    void Build(unsigned short maxFiles = 0, bool truncate = false) {
+        sink_ = std::make_shared<logging::FileSink>((folder_ / "app.log").string(), 0, 0, truncate,
+                                                    maxFiles, spdlog::file_event_handlers());
+        sink_->set_pattern("%v");
+    }
+    // What the sink throws, if it does. `ahead` is how much the message's time is ahead of the
+    // clock.
+    std::optional<std::string> Log(const std::string& text, std::chrono::seconds ahead = {}) {
+        try {
+            sink_->log(spdlog::details::log_msg(clock_.Now() + ahead, spdlog::source_loc(), "",
+                                                spdlog::level::info, text));
+        } catch (const spdlog::spdlog_ex& error) {
+            return error.what();
+        }
+        return std::nullopt;
+    }
+    std::optional<std::string> LogAt(const std::string& time, const std::string& text) {
+        clock_.Set(time);
+        return Log(text);
+    }
+    Files Read() {
+        sink_->flush();
+        Files files;
+        for (const fs::directory_entry& entry : fs::directory_iterator(folder_)) {
+            if (entry.is_regular_file()) {
+                std::ifstream file(entry.path());
+                files[entry.path().filename()] = {std::istreambuf_iterator<char>(file), {}};
+            }
+        }
+        return files;
+    }
+    std::vector<std::string> Days() {
+        std::vector<std::string> days;
+        for (const auto& [name, contents] : Read())
+            days.push_back(name.substr(sizeof "app_2026-" - 1, sizeof "02-04" - 1));
+        return days;
+    }
+    fs::path FileOf(const std::string& day) { return folder_ / ("app_" + day + ".log"); }
+    void Touch(const std::string& day) { std::ofstream(FileOf(day)) << "before\n"; }
+
+    FakeLogClock clock_{"2026-02-04 12:00:00"};
+    ScopedTemporaryDirectory temporary_;
+    fs::path folder_ = temporary_.path;
+    std::shared_ptr<logging::FileSink> sink_;
+};
+
+TEST_F(DailyFileSinkTest, NothingIsMadeBeforeTheFirstMessage) {
+    folder_ /= "a/b";
+    Build(3);
+    sink_->flush();
+    EXPECT_EQ(sink_->filename(), "");
+    EXPECT_TRUE(fs::is_empty(temporary_.path));
+
+    EXPECT_EQ(Log("first"), std::nullopt);
+
+    EXPECT_THAT(Read(), ElementsAre(Pair("app_2026-02-04.log", "first\n")));
+    EXPECT_EQ(sink_->filename(), FileOf("2026-02-04"));
+}
+
+TEST_F(DailyFileSinkTest, ARotationTimeOutsideOfTheDayIsRefused) {
+    for (const auto& [hour, minute] : {std::pair(-1, 0), {24, 0}, {0, -1}, {0, 60}}) {
+        try {
+            logging::FileSink("app.log", hour, minute, false, 0, {});
+            ADD_FAILURE() << hour << ":" << minute;
+        } catch (const spdlog::spdlog_ex& error) {
+            EXPECT_STREQ(error.what(), "daily_file_sink: Invalid rotation time in ctor");
+        }
+    }
+}
+
+struct NightCase {
+    const char* name;
+    const char* zone;
+    const char* before;
+    const char* after;
+};
+
+TEST_F(DailyFileSinkTest, MessagesOnEitherSideOfMidnightLandInTwoFiles) {
+    const NightCase cases[] = {
+        {"ordinary", "UTC", "2026-02-04 23:59:59", "2026-02-05 00:00:00"},
+        {"silent days", "UTC", "2026-02-04 23:59:59", "2026-02-09 17:00:00"},
+        {"23 hours", "Europe/Berlin", "2026-03-29 12:00:00", "2026-03-30 00:00:00"},
+        {"25 hours", "Europe/Berlin", "2026-10-25 23:59:59", "2026-10-26 00:00:00"},
+        {"before the change", "Europe/Berlin", "2026-03-29 00:00:00", "2026-03-30 00:30:00"},
+        {"no midnight", "America/Havana", "2026-03-07 23:59:59", "2026-03-08 01:00:00"},
+    };
+    for (const NightCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        folder_ = fs::path(temporary_.path) / c.name;
+        FakeLogClock clock(c.before, c.zone);
+        Build();
+
+        Log("before");
+        LogAt(c.after, "after");
+        Log("again");
+
+        const std::string first = std::string("app_").append(c.before, 10) + ".log";
+        const std::string second = std::string("app_").append(c.after, 10) + ".log";
+        EXPECT_THAT(Read(), ElementsAre(Pair(first, "before\n"), Pair(second, "after\nagain\n")));
+    }
+}
+
+TEST_F(DailyFileSinkTest, OnADayOf25HoursTheRotationIsAtMidnight) {
+    FakeLogClock clock("2026-10-25 12:00:00", "Europe/Berlin");
+    Build(1);
+    Log("noon");
+
+    LogAt("2026-10-25 23:30:00", "late");  // more than 24 hours after the midnight before
+    LogAt("2026-10-26 00:00:00", "midnight");
+
+    // A rotation at 23:00 would have counted the first file, and removed it now.
+    EXPECT_THAT(Read(), ElementsAre(Pair("app_2026-10-25.log", "noon\nlate\n"),
+                                    Pair("app_2026-10-26.log", "midnight\n")));
+}
+
+struct QueueCase {
+    const char* name;
+    unsigned short maxFiles;
+    std::vector<std::string> existing;  // all in February
+    std::vector<std::string> written;   // the days of messages; the sink is built on the first
+    std::vector<std::string> left;
+};
+
+TEST_F(DailyFileSinkTest, TheOldestOfTheKnownFilesGo) {
+    const QueueCase cases[] = {
+        {"the first file is not known",
+         2,
+         {},
+         {"04", "05", "06", "07"},
+         {"02-04", "02-06", "02-07"}},
+        {"no limit", 0, {"02"}, {"04", "05", "06"}, {"02-02", "02-04", "02-05", "02-06"}},
+        {"without a file of today none is known",
+         1,
+         {"02", "03"},
+         {"04", "05", "06"},
+         {"02-02", "02-03", "02-04", "02-06"}},
+        {"known up to a gap",
+         3,
+         {"01", "03", "04"},
+         {"04", "05", "06", "07"},
+         {"02-01", "02-05", "02-06", "02-07"}},
+        {"known up to the limit", 2, {"02", "03", "04"}, {"04", "05"}, {"02-02", "02-04", "02-05"}},
+        {"there and back",
+         2,
+         {},
+         {"04", "09", "05", "09", "05", "10"},
+         {"02-04", "02-09", "02-10"}},
+        {"one stays", 1, {"04"}, {"04", "05", "04", "05", "06"}, {"02-06"}},
+    };
+    for (const QueueCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        folder_ = fs::path(temporary_.path) / c.name;
+        fs::create_directory(folder_);
+        for (const std::string& day : c.existing)
+            Touch("2026-02-" + day);
+        clock_.Set("2026-02-" + c.written.front() + " 12:00:00");
+        Build(c.maxFiles);
+
+        for (const std::string& day : c.written) {
+            EXPECT_EQ(LogAt("2026-02-" + day + " 12:00:00", "text"), std::nullopt);
+            EXPECT_TRUE(fs::exists(sink_->filename()));
+        }
+
+        EXPECT_EQ(Days(), c.left);
+    }
+}
+
+TEST_F(DailyFileSinkTest, TheMessageIsWrittenBeforeTheOldestFileGoes) {
+    Build(1);
+    Log("first");
+    LogAt("2026-02-05 12:00:00", "second");
+    fs::remove(FileOf("2026-02-05"));
+    fs::create_directories(FileOf("2026-02-05") / "full");
+
+    EXPECT_THAT(LogAt("2026-02-06 12:00:00", "third"),
+                ::testing::Optional(
+                    HasSubstr("Failed removing daily file " + FileOf("2026-02-05").string())));
+    EXPECT_EQ(Read()["app_2026-02-06.log"], "third\n");
+
+    // It counts as removed, and a file that is gone is no failure.
+    fs::remove(FileOf("2026-02-06"));
+    EXPECT_EQ(LogAt("2026-02-07 12:00:00", "fourth"), std::nullopt);
+    EXPECT_EQ(LogAt("2026-02-08 12:00:00", "fifth"), std::nullopt);
+    EXPECT_EQ(Days(), (std::vector<std::string>{"02-04", "02-08"}));
+}
+
+TEST_F(DailyFileSinkTest, TruncationEmptiesWhatWasThereAndNothingElse) {
+    Touch("2026-02-04");
+    Build(0, true);
+    EXPECT_EQ(LogAt("2026-02-04 23:59:59", "first"), std::nullopt);
+
+    // The clock goes back behind a message of the next day, so midnight comes twice.
+    EXPECT_EQ(Log("second", std::chrono::seconds(1)), std::nullopt);
+    EXPECT_EQ(LogAt("2026-02-05 00:00:00", "third"), std::nullopt);
+
+    EXPECT_THAT(Read(), ElementsAre(Pair("app_2026-02-04.log", "first\n"),
+                                    Pair("app_2026-02-05.log", "second\nthird\n")));
+}
+
+TEST_F(DailyFileSinkTest, AFileThatCanNotBeOpenedIsReportedOnceAndTriedAtGrowingDistances) {
+    folder_ /= "logs";
+    std::ofstream(folder_) << "in the way";
+    Build();
+    const std::string reason = "Failed opening file " + FileOf("2026-02-04").string();
+
+    EXPECT_THAT(Log("lost"), ::testing::Optional(HasSubstr(reason)));
+    EXPECT_EQ(Log("lost"), std::nullopt);
+    EXPECT_EQ(sink_->filename(), "");
+
+    // Each attempt doubles the pause; a message within a pause makes none.
+    milliseconds pause(125);
+    for (int attempt = 0; attempt < 9; ++attempt) {
+        clock_.Advance(pause - milliseconds(1));
+        fs::remove(folder_);
+        EXPECT_EQ(Log("within the pause"), std::nullopt);
+        EXPECT_FALSE(fs::exists(folder_));
+        std::ofstream(folder_) << "in the way";
+        clock_.Advance(milliseconds(1));
+        EXPECT_EQ(Log("lost"), std::nullopt);
+        pause = std::min(2 * pause, milliseconds(4000));
+    }
+    fs::remove(folder_);
+    clock_.Advance(pause);
+    EXPECT_EQ(Log("written"), std::nullopt);
+
+    EXPECT_THAT(Read(), ElementsAre(Pair("app_2026-02-04.log", "written\n")));
+}
+
+TEST_F(DailyFileSinkTest, AClockThatIsSetBackEndsThePause) {
+    folder_ /= "logs";
+    std::ofstream(folder_) << "in the way";
+    Build();
+    for (const char* time : {"2030-01-01 12:00:00", "2030-01-01 12:00:00"})
+        LogAt(time, "lost");
+    fs::remove(folder_);
+
+    LogAt("2026-02-04 12:00:00", "written");
+
+    EXPECT_THAT(Read(), ElementsAre(Pair("app_2026-02-04.log", "written\n")));
+}
+
+TEST_F(DailyFileSinkTest, ARotationThatFailsGoesOnInTheFileBefore) {
+    Build(1);
+    Log("first");
+    fs::create_directory(FileOf("2026-02-05"));
+
+    EXPECT_THAT(LogAt("2026-02-05 00:00:00", "second"),
+                ::testing::Optional(HasSubstr("Failed opening file")));
+    EXPECT_EQ(Log("third"), std::nullopt);
+    fs::remove(FileOf("2026-02-05"));
+    clock_.Advance(milliseconds(125));
+    EXPECT_EQ(Log("fourth"), std::nullopt);
+
+    EXPECT_THAT(Read(), ElementsAre(Pair("app_2026-02-04.log", "first\nsecond\nthird\n"),
+                                    Pair("app_2026-02-05.log", "fourth\n")));
+
+    // The streak is over: the next one is reported again.
+    fs::create_directory(FileOf("2026-02-06"));
+    EXPECT_NE(LogAt("2026-02-06 00:00:00", "fifth"), std::nullopt);
+}
+
+TEST_F(DailyFileSinkTest, AFullDiskLosesLinesAndNothingElse) {
+    fs::create_symlink("/dev/full", FileOf("2026-02-04"));
+    Build();
+
+    EXPECT_EQ(Log("fits into memory"), std::nullopt);
+    EXPECT_THROW(sink_->flush(), spdlog::spdlog_ex);
+    EXPECT_THAT(Log(std::string(1 << 20, 'a')), ::testing::Optional(HasSubstr("Failed writing")));
+
+    EXPECT_EQ(LogAt("2026-02-05 00:00:00", "there is room again"), std::nullopt);
+    EXPECT_THAT(Read(), ElementsAre(Pair("app_2026-02-05.log", "there is room again\n")));
+}
+
+TEST_F(DailyFileSinkTest, NeitherAPipeNorANulInTheNameIsWaitedForOrFollowed) {
+    ASSERT_EQ(::mkfifo(FileOf("2026-02-04").c_str(), 0600), 0);
+    Build();
+    EXPECT_NE(Log("nobody reads"), std::nullopt);
+
+    folder_ = (folder_ / "cut").string() + std::string(1, '\0') + "off";
+    Build();
+    EXPECT_NE(Log("lost"), std::nullopt);
+    EXPECT_FALSE(fs::exists(temporary_.path + "/cut"));
+}
+
+}  // namespace
+}  // namespace kiv

@@ -1,0 +1,344 @@
+#include "kiv/base/logSetup.h"
+
+#include <climits>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <random>
+#include <regex>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <spdlog/details/os.h>
+
+#include "kiv/base/file.h"
+#include "kiv/base/logFiles.h"
+#include "kiv/base/logging.h"
+#include "support/logCatcher.h"
+#include "support/logTime.h"
+
+namespace kiv::logging {
+namespace {
+
+using ::testing::ElementsAre;
+using testing::FakeLogClock;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::LogCatcher;
+using ::testing::UnorderedElementsAre;
+namespace fs = std::filesystem;
+
+// Puts the sinks and names back, and catches what goes to std::cerr and to spdlog's error handler.
+class LogSetupTest : public ::testing::Test {
+protected:
+    LogSetupTest() {
+        cerr_ = std::cerr.rdbuf(errors_.rdbuf());
+        spdlog::default_logger()->set_error_handler(
+            [this](const std::string& text) { failures_.push_back(text); });
+    }
+    ~LogSetupTest() override {
+        consoleSink = nullptr;
+        fileSink = nullptr;
+        callbackSink = nullptr;
+        LOG_FILE_BASENAME = "kiv";
+        LOG_FILE_BASENAME_EXT = "kiv.log";
+        spdlog::default_logger()->set_error_handler(nullptr);
+        spdlog::flush_every(std::chrono::seconds(0));
+        std::cerr.rdbuf(cerr_);
+    }
+    void Init(int keepDays, const std::string& baseName = "", bool useLogsSubdirectory = false) {
+        initLog(keepDays, folder_, baseName, useLogsSubdirectory);
+        enableLogToConsole(false);
+    }
+    std::set<std::string> Names(const fs::path& folder) {
+        std::set<std::string> names;
+        for (const fs::directory_entry& entry : fs::directory_iterator(folder))
+            names.insert(entry.path().filename());
+        return names;
+    }
+    std::string Errors() { return errors_.str(); }
+
+    LogCatcher log_;  // puts back the sinks and the level of the default logger
+    FakeLogClock clock_{"2026-02-04 12:00:00"};
+    ScopedTemporaryDirectory temporary_;
+    std::string folder_ = temporary_.path;
+    std::ostringstream errors_;
+    std::streambuf* cerr_;
+    std::vector<std::string> failures_;
+};
+
+TEST_F(LogSetupTest, InitLogWritesToConsoleFileAndCallbackInThisOrder) {
+    ::testing::internal::CaptureStdout();
+    initLog(3, folder_, "app", true);
+    EXPECT_THAT(spdlog::default_logger()->sinks(),
+                ElementsAre(consoleSink, fileSink, callbackSink));
+    EXPECT_EQ(logLevel(nullptr), LogLevel::Debug);
+    EXPECT_EQ(Errors(), "Error: Could not open directory " + folder_ + "/logs\n");
+    EXPECT_TRUE(fs::is_empty(folder_));
+
+    const char* const line = "[warning] [domain:kiv.base][tag:Archive]text {} 5%\n";
+    baseLogger2.log(LogLevel::Warn, "Archive", "text %s %d%%", "{}", 5);
+    flushToFile();
+    consoleSink->flush();
+
+    EXPECT_THAT(::testing::internal::GetCapturedStdout(), HasSubstr(line));
+    std::ifstream file(fileSink->filename());
+    EXPECT_THAT(std::string(std::istreambuf_iterator<char>(file), {}),
+                ::testing::MatchesRegex(R"(\[[-0-9]+ [:0-9]+\.[0-9]+\] .*text \{\} 5%.)"));
+    EXPECT_THAT(fileSink->filename(), HasSubstr(folder_ + "/logs/app_"));
+    EXPECT_THAT(failures_, IsEmpty());
+}
+
+TEST_F(LogSetupTest, AnEmptyBaseNameKeepsTheEarlierOne) {
+    Init(0, "app");
+    Init(0);
+
+    EXPECT_EQ(LOG_FILE_BASENAME, "app");
+    EXPECT_EQ(LOG_FILE_BASENAME_EXT, "app.log");
+}
+
+TEST_F(LogSetupTest, WithoutADirectoryFilesGoToTheDataDirectory) {
+    const std::string before = std::getenv("XDG_DATA_HOME") ? std::getenv("XDG_DATA_HOME") : "";
+    ::setenv("XDG_DATA_HOME", folder_.c_str(), 1);
+    initLog(0, "", "", true);
+    before.empty() ? ::unsetenv("XDG_DATA_HOME") : ::setenv("XDG_DATA_HOME", before.c_str(), 1);
+    enableLogToConsole(false);
+
+    baseLogger2.log(LogLevel::Info, "", "text");
+
+    EXPECT_THAT(fileSink->filename(), HasSubstr(folder_ + "/Morvenda/KIVE/logs/kiv_"));
+}
+
+TEST_F(LogSetupTest, ANewDirectoryTakesThePlaceOfTheOldOne) {
+    auto& sinks = spdlog::default_logger()->sinks();
+    const spdlog::sink_ptr other = sinks.front();
+
+    SetLogDirectory(folder_, 0, false);
+    EXPECT_THAT(sinks, ElementsAre(other, fileSink));
+
+    Init(0);
+    enableLogToFile(false);
+    SetLogDirectory(folder_, 0, true);
+    EXPECT_THAT(sinks, ElementsAre(consoleSink, fileSink, callbackSink));
+    baseLogger2.log(LogLevel::Info, "", "the new sink is off, too");
+    EXPECT_TRUE(fs::is_empty(folder_));
+
+    sinks = {other};
+    enableLogToFile(true);
+    SetLogDirectory(folder_, 0, true);
+    EXPECT_THAT(sinks, ElementsAre(other, fileSink));
+    baseLogger2.log(LogLevel::Info, "", "text");
+    EXPECT_EQ(Names(folder_), std::set<std::string>{"logs"});
+}
+
+TEST_F(LogSetupTest, SwitchesWithoutSinksDoNothing) {
+    for (const bool on : {false, true}) {
+        enableLogToConsole(on);
+        enableLogToFile(on);
+        enableLogCallback(on);
+    }
+    flushToFile();
+    baseLogger2.log(LogLevel::Info, "", "text");
+
+    EXPECT_EQ(log_.Take().size(), 1u);
+}
+
+TEST_F(LogSetupTest, SinksAreSwitchedOneByOne) {
+    Init(0);
+    int called = 0;
+    setLogCallback([&called](const LogMessage&) { ++called; });
+    enableLogCallback(false);
+    baseLogger2.log(LogLevel::Fatal, "", "to the file alone");
+    EXPECT_EQ(called, 0);
+    flushToFile();
+    const auto size = fs::file_size(fileSink->filename());
+
+    setLogCallback([&called](const LogMessage&) { called += 10; });  // on again
+    enableLogToFile(false);
+    baseLogger2.log(LogLevel::Debug, "", "to the callback alone");
+
+    flushToFile();
+    EXPECT_EQ(called, 10);
+    EXPECT_EQ(fs::file_size(fileSink->filename()), size);
+}
+
+struct CallbackCase {
+    const char* domain;
+    const char* tag;
+    const char* text;
+    std::vector<std::string> fields;  // domain, tag, message
+};
+
+TEST_F(LogSetupTest, TheCallbackGetsMessagesTakenApart) {
+    const CallbackCase cases[] = {
+        {"engine", "Loader", "3 of 7", {"engine", "Loader", "3 of 7"}},
+        {"engine", "", "no tag", {"engine", "", "no tag"}},
+        {"engine", "T", "a] [tag:b] {}", {"engine", "T", "a] [tag:b] {}"}},
+        {"engine", "T", "first\nsecond", {"engine", "T", "first"}},
+        {"engine", "", "", {"", "", ""}},
+        {"engine", "x", "", {"engine", "", "[tag:x]"}},
+        {"engine", "", "[tag:x]text", {"engine", "x", "text"}},
+        {"a]b", "T", "text", {"a", "", "b][tag:T]text"}},
+        {"engine", "a]b", "text", {"engine", "a", "b]text"}},
+    };
+    std::vector<LogMessage> got;
+    setLogCallback([&got](const LogMessage& message) { got.push_back(message); });
+    EXPECT_THAT(spdlog::default_logger()->sinks(), ElementsAre(callbackSink));
+    const auto fieldsOf = [](const LogMessage& m) {
+        return std::vector<std::string>{m.domain, m.tag, m.message};
+    };
+    for (const CallbackCase& c : cases) {
+        printLog(c.domain, LogLevel::Info, c.tag, "%s", c.text);
+        EXPECT_EQ(fieldsOf(got.back()), c.fields);
+    }
+
+    const auto before = std::chrono::system_clock::now().time_since_epoch().count();
+    spdlog::default_logger()->log({"a.cpp", 7, "f"}, spdlog::level::err, "no brackets");
+    const LogMessage& last = got.back();
+    EXPECT_EQ(fieldsOf(last), (std::vector<std::string>{"", "", ""}));
+    EXPECT_EQ(last.level, LogLevel::Error);
+    EXPECT_EQ(last.line, 7);
+    EXPECT_EQ(last.file + last.function, "");
+    EXPECT_EQ(last.threadId, spdlog::details::os::thread_id());
+    EXPECT_GE(last.timestamp, before);
+    EXPECT_LE(last.timestamp, std::chrono::system_clock::now().time_since_epoch().count());
+    EXPECT_EQ(got.size(), std::size(cases) + 1);
+}
+
+TEST_F(LogSetupTest, ACallbackThatThrowsDoesNotReachWhoLogs) {
+    setLogCallback({});
+    baseLogger2.log(LogLevel::Info, "", "text");
+    setLogCallback([](const LogMessage&) { throw std::runtime_error("full"); });
+    baseLogger2.log(LogLevel::Info, "", "text");
+
+    EXPECT_THAT(failures_, ElementsAre("bad_function_call", "full"));
+}
+
+struct AgeCase {
+    const char* name;
+    const char* now;
+    const char* zone;
+    int keepDays;
+    std::vector<std::string> gone;
+};
+
+TEST_F(LogSetupTest, FilesGoByTheirDate) {
+    const std::set<std::string> all = {
+        "kiv_0999-01-01.log", "kiv_2026-02-01.log",     "kiv_2026-02-02.log",
+        "kivx2026-02-02.log", "kiv_2026-02-04.log",     "kiv_2026-03-28.log",
+        "kiv_2026-03-29.log", "kiv_2026-03-30.log",     "kiv.log",
+        "kiv_2026-02.log",    "kiv_2026-02-01.log.bak", "app_2026-02-01.log",
+    };
+    const std::vector<std::string> february = {"kiv_0999-01-01.log", "kiv_2026-02-01.log",
+                                               "kiv_2026-02-02.log", "kivx2026-02-02.log"};
+    const AgeCase cases[] = {
+        {"none but today's", "2026-02-04 00:00:00", "UTC", 0, february},
+        {"the day itself stays", "2026-02-04 23:59:59", "UTC", 3, {"kiv_0999-01-01.log"}},
+        {"negative", "2026-02-04 12:00:00", "UTC", INT_MIN, february},
+        {"huge", "2026-02-04 12:00:00", "UTC", INT_MAX, {}},
+        {"before the year 1000", "2026-02-04 12:00:00", "UTC", 375200, {}},
+        {"local date",
+         "2026-02-04 23:30:00",
+         "America/Havana",
+         2,
+         {"kiv_0999-01-01.log", "kiv_2026-02-01.log"}},
+        {"24 hours are no calendar day",
+         "2026-03-30 00:30:00",
+         "Europe/Berlin",
+         1,
+         {"kiv_0999-01-01.log", "kiv_2026-02-01.log", "kiv_2026-02-02.log", "kivx2026-02-02.log",
+          "kiv_2026-02-04.log"}},
+    };
+    for (const AgeCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::set<std::string> left = all;
+        for (const std::string& name : all)
+            std::ofstream(fs::path(folder_) / name) << name;
+        for (const std::string& name : c.gone)
+            left.erase(name);
+        FakeLogClock clock(c.now, c.zone);
+
+        cleanupOldFiles(folder_, c.keepDays);
+
+        EXPECT_EQ(Names(folder_), left);
+    }
+    EXPECT_EQ(Errors(), "");
+}
+
+TEST_F(LogSetupTest, WhatCanNotBeRemovedIsToldAndPassedOver) {
+    const fs::path folder = folder_;
+    fs::create_directory(folder / "kiv_2026-02-01.log");
+    std::ofstream(folder / "kiv_2026-02-02.log");
+
+    const fs::path before = fs::current_path();
+    fs::current_path(folder);
+    cleanupOldFiles("", 0);
+    fs::current_path(before);
+    cleanupOldFiles(folder_ + "/missing", 0);
+    cleanupOldFiles(std::string("/\0", 2), 0);
+
+    EXPECT_EQ(Names(folder), std::set<std::string>{"kiv_2026-02-01.log"});
+    EXPECT_EQ(Errors(), "Error: Could not delete file: " + folder_ + "/kiv_2026-02-01.log\n" +
+                            "Error: Could not open directory " + folder_ + "/missing\n" +
+                            "Error: Could not open directory \n");
+}
+
+TEST_F(LogSetupTest, TheOpenFileStaysWhateverTheClockSays) {
+    Init(0);
+    baseLogger2.log(LogLevel::Info, "", "text");
+    clock_.Set("2100-01-01 12:00:00");
+
+    cleanupOldFiles(folder_, 3);
+    EXPECT_TRUE(fs::exists(fileSink->filename()));
+
+    fileSink = nullptr;
+    cleanupOldFiles(folder_, 3);
+    EXPECT_TRUE(fs::is_empty(folder_));
+}
+
+TEST_F(LogSetupTest, KeepDaysIsTheNumberOfFilesWhereItFits) {
+    const std::pair<int, bool> cases[] = {{2, true},      {0, false},       {-65534, false},
+                                          {65538, false}, {INT_MAX, false}, {INT_MIN, false}};
+    for (const auto& [keepDays, counts] : cases) {
+        SCOPED_TRACE(keepDays);
+        SetLogDirectory(folder_ + "/" + std::to_string(keepDays), keepDays, false);
+        for (int day = 4; day < 8; ++day) {
+            clock_.Set("2026-02-0" + std::to_string(day) + " 12:00:00");
+            fileSink->log(spdlog::details::log_msg(clock_.Now(), {}, "", spdlog::level::info, "a"));
+        }
+        EXPECT_EQ(Names(folder_ + "/" + std::to_string(keepDays)).size(), counts ? 3u : 4u);
+        clock_.Set("2026-02-04 12:00:00");
+    }
+}
+
+TEST(LogDateTest, ItIsFoundWhereTheExpressionFindsIt) {
+    const std::regex expression(R"((\d{4}-\d{2}-\d{2})\.log$)");
+    const std::string name = "kiv_12026-02-04.log";
+    const char others[] = {'0', '9', '/', ':', '-', '.', 'l', '\n', '\0', '\xB2'};
+    for (std::size_t at = 0; at < name.size(); ++at) {
+        for (const char other : others) {
+            for (const char* const end : {"", ".bak", "\n", "g", ".log"}) {
+                std::string text = name + end;
+                text[at] = other;
+                std::string date = "before";
+
+                const bool found = extractDate(text, date);
+
+                std::smatch match;
+                EXPECT_EQ(found, std::regex_search(text, match, expression)) << text;
+                EXPECT_EQ(date, found ? match.str(1) : "before") << text;
+            }
+        }
+    }
+    std::string date;
+    EXPECT_FALSE(extractDate("", date));
+    EXPECT_FALSE(extractDate(".log", date));
+}
+
+}  // namespace
+}  // namespace kiv::logging
