@@ -12,7 +12,7 @@
 namespace catalogue {
 namespace {
 
-kiv::RefPtr<kiv::Object> PrintWhileReading(const std::vector<unsigned char>& bytes) {
+kiv::RefPtr<kiv::Object> PrintWhileReading(kiv::ArrayView<const unsigned char> bytes) {
     std::puts("  offset  length  datum");
     kiv::BinaryInputArchive stream(bytes, {});
     kiv::AnnotatingArchive archive(stream, [](const kiv::StringView& line) {
@@ -25,7 +25,7 @@ kiv::RefPtr<kiv::Object> PrintWhileReading(const std::vector<unsigned char>& byt
 
 }  // namespace
 
-StreamState PrintAnnotated(const std::vector<unsigned char>& bytes) try {
+StreamState PrintAnnotated(kiv::ArrayView<const unsigned char> bytes) try {
     const GraphOwner<kiv::Object> graph(PrintWhileReading(bytes));
     if (!graph.root() || !graph.root()->IsInstanceOf<Folder>())
         return StreamState::Foreign;

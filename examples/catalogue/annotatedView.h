@@ -2,7 +2,7 @@
 #ifndef CATALOGUE_ANNOTATED_VIEW_H_
 #define CATALOGUE_ANNOTATED_VIEW_H_
 
-#include <vector>
+#include "kiv/base/byteBuffer.h"
 
 namespace catalogue {
 
@@ -15,7 +15,7 @@ enum class StreamState {
 
 /// Prints each datum of a binary catalogue on the standard output while it is read, as far as there
 /// is anything to read.
-StreamState PrintAnnotated(const std::vector<unsigned char>& bytes);
+StreamState PrintAnnotated(kiv::ArrayView<const unsigned char> bytes);
 
 }  // namespace catalogue
 

@@ -1,53 +1,44 @@
 #include "catalogue/archiveFile.h"
 
-#include <cstddef>
-#include <system_error>
+#include <string_view>
+#include <utility>
+
+#include "kiv/base/paths.h"
 
 namespace catalogue {
 namespace {
 
-namespace fs = std::filesystem;
+std::string_view NameIn(std::string_view path) {
+    return path.substr(path.rfind('/') + 1);
+}
 
-constexpr char kTemporaryName[] = "kivbase-catalogue.json";
+std::string WithSuffix(std::string path, std::string_view suffix) {
+    if (suffix.empty())
+        return path;
+    // A name that only begins with a dot has no suffix yet.
+    const std::size_t dot = NameIn(path).rfind('.');
+    if (dot != std::string_view::npos && dot != 0)
+        path.resize(path.size() - NameIn(path).size() + dot);
+    return path.append(suffix);
+}
 
 }  // namespace
 
-ArchiveFile::ArchiveFile(const fs::path& path, const char* suffix)
-    : isTemporary_(path.empty()),
-      path_(fs::absolute(isTemporary_ ? fs::temp_directory_path() / kTemporaryName : path)) {
-    path_ = fs::weakly_canonical(path_.parent_path()) / path_.filename();
-    if (*suffix != '\0')
-        path_.replace_extension(suffix);
+ArchiveFile::ArchiveFile(const std::string& path, const char* suffix)
+    : path_(WithSuffix(kiv::paths::AbsolutePath(path), suffix)),
+      name_(NameIn(path_)),
+      folder_(kiv::OpenDirectory(kiv::paths::GetDirectoryName(path_).c_str(), false,
+                                 kiv::FilePermission::Read)) {}
+
+bool ArchiveFile::Write(std::vector<unsigned char> bytes) {
+    return folder_.is_valid() && !name_.empty() &&
+           kiv::ReplaceFile(folder_, name_.c_str(), kiv::DataMapping(std::move(bytes)));
 }
 
-bool ArchiveFile::Write(const std::vector<unsigned char>& bytes) {
-    // In a folder that everybody writes to, something may wait under the known name: it is removed
-    // and never followed or written to.
-    if (isTemporary_) {
-        std::error_code ignored;
-        fs::remove(path_, ignored);
-    }
-    file_.reset(std::fopen(path_.c_str(), isTemporary_ ? "w+bx" : "w+b"));
-    return file_ && std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) == bytes.size() &&
-           std::fflush(file_.get()) == 0;
-}
-
-bool ArchiveFile::Read(std::vector<unsigned char>* bytes) {
-    if (!file_)
-        file_.reset(std::fopen(path_.c_str(), "rb"));
-    std::FILE* const file = file_.get();
-    if (!file || std::fseek(file, 0, SEEK_SET) != 0)
-        return false;
-    // A folder opens like a file and has a size; only a read tells.
-    if (std::fgetc(file) == EOF && std::ferror(file))
-        return false;
-    if (std::fseek(file, 0, SEEK_END) != 0)
-        return false;
-    const long size = std::ftell(file);
-    if (size < 0 || std::fseek(file, 0, SEEK_SET) != 0)
-        return false;
-    bytes->resize(static_cast<std::size_t>(size));
-    return std::fread(bytes->data(), 1, bytes->size(), file) == bytes->size();
+std::unique_ptr<kiv::FileMapping> ArchiveFile::Read() const {
+    if (!folder_.is_valid() || name_.empty())
+        return nullptr;
+    return kiv::FileMapping::CreateReadOnly(folder_, name_);
 }
 
 }  // namespace catalogue

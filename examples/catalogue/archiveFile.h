@@ -1,37 +1,36 @@
-// The file that an archive lies in: written once and read back, with the reason if that fails.
+// The file that an archive lies in: replaced as a whole and mapped to be read.
 #ifndef CATALOGUE_ARCHIVE_FILE_H_
 #define CATALOGUE_ARCHIVE_FILE_H_
 
-#include <cstdio>
-#include <filesystem>
 #include <memory>
+#include <string>
 #include <vector>
+
+#include "kiv/base/file.h"
+#include "kiv/base/mapping.h"
 
 namespace catalogue {
 
 class ArchiveFile {
 public:
-    /// With an empty path, a file in the folder for temporary files. A `suffix` that isn't empty
-    /// takes the place of the file's own.
-    explicit ArchiveFile(const std::filesystem::path& path, const char* suffix = "");
+    /// A `suffix` that isn't empty takes the place of the file's own.
+    explicit ArchiveFile(const std::string& path, const char* suffix = "");
 
-    /// Absolute, and without links in its folder.
-    const std::filesystem::path& path() const { return path_; }
+    /// Absolute.
+    const std::string& path() const { return path_; }
+    /// The folder of the file, not valid if it can't be opened, and the name in it.
+    const kiv::UniqueFD& folder() const { return folder_; }
+    const std::string& name() const { return name_; }
 
-    /// Replaces the file. False with `errno` for the reason.
-    bool Write(const std::vector<unsigned char>& bytes);
-    /// Reads what was written, also if another run has replaced the file since; what the file holds
-    /// if nothing was. False with `errno` for the reason.
-    bool Read(std::vector<unsigned char>* bytes);
+    /// Replaces the file; whoever has it open keeps what it was. False if it can't be written.
+    bool Write(std::vector<unsigned char> bytes);
+    /// What the file holds; null if it can't be read.
+    std::unique_ptr<kiv::FileMapping> Read() const;
 
 private:
-    struct Close {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
-
-    bool isTemporary_;
-    std::filesystem::path path_;
-    std::unique_ptr<std::FILE, Close> file_;
+    std::string path_;
+    std::string name_;
+    kiv::UniqueFD folder_;
 };
 
 }  // namespace catalogue

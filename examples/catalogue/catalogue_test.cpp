@@ -57,6 +57,7 @@ protected:
     }
 
     fs::path tree() const { return work_ / "tree"; }
+    fs::path data() const { return work_ / "data"; }
     fs::path output() const { return tree() / "catalogue.json"; }
     fs::path binary() const { return tree() / "catalogue.kivbin"; }
 
@@ -68,9 +69,10 @@ protected:
     Outcome RunCatalogue(const std::string& arguments, const std::string& before = "") const {
         const fs::path out = work_ / "out";
         const fs::path err = work_ / "err";
-        const int status = std::system((before + " " CATALOGUE_PROGRAM " " + arguments + " >" +
-                                        out.string() + " 2>" + err.string())
-                                           .c_str());
+        const int status =
+            std::system((before + " XDG_DATA_HOME=" + data().string() + " " CATALOGUE_PROGRAM " " +
+                         arguments + " >" + out.string() + " 2>" + err.string())
+                            .c_str());
         Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(err), "", {}, 0};
         std::istringstream lines(ReadFile(out));
         for (std::string line; std::getline(lines, line); outcome.lastLine = line) {
@@ -86,7 +88,7 @@ protected:
     /// The graph of the tree, as the program makes it.
     kiv::RefPtr<Folder> MakeGraph() const {
         Progress progress;
-        const Tree listed = WalkTree(tree(), {}, progress);
+        const Tree listed = WalkTree(tree().string(), {}, progress);
         ReadContents(listed.files, progress);
         return listed.root;
     }
@@ -147,6 +149,26 @@ TEST_F(CatalogueTest, AnyTreeIsListedSavedReadBackAndEqual) {
     EXPECT_FALSE(shown.HasMember("path"));
 }
 
+TEST_F(CatalogueTest, LogOfTheDayIsKeptAndShownToWhoWantsToSeeIt) {
+    WriteFile("only.txt", "");
+    const fs::path folder = data() / "Morvenda" / "KIVE";
+
+    EXPECT_EQ(RunCatalogue(tree().string()).errors, "");
+    const std::string shown = RunCatalogue("--verbose " + tree().string()).errors;
+
+    const std::string said = "Run: " + tree().string() + " has 1 files\n";
+    EXPECT_EQ(shown.substr(0, said.size()), said);
+    EXPECT_TRUE(fs::is_regular_file(folder / "catalogue.json"));
+    EXPECT_TRUE(fs::is_regular_file(folder / "catalogue.kivbin"));
+    const std::vector<fs::path> logs{fs::directory_iterator(folder / "logs"), {}};
+    ASSERT_EQ(logs.size(), 1u);
+    const std::string line =
+        "[info] [domain:catalogue][tag:Run]" + tree().string() + " has 1 files\n";
+    const std::string log = ReadFile(logs[0]);
+    EXPECT_NE(log.find(line), std::string::npos);
+    EXPECT_NE(log.find(line), log.rfind(line));
+}
+
 TEST_F(CatalogueTest, WhatCannotBeDoneEndsInOneLine) {
     struct Case {
         const char* name;
@@ -160,17 +182,20 @@ TEST_F(CatalogueTest, WhatCannotBeDoneEndsInOneLine) {
         fs::create_directory(deep /= "d");
     const std::string directory = tree().string();
     const Case cases[] = {
-        {"no such directory", directory + "/missing", "", 1, "No such file or directory"},
-        {"a file", CATALOGUE_PROGRAM, "", 1, "Not a directory"},
+        {"no such directory", directory + "/missing", "", 1, "cannot be listed"},
+        {"a file", CATALOGUE_PROGRAM, "", 1, "cannot be listed"},
         {"no room on the disk", "--output /dev/full " + directory, "", 1, "--output FILE"},
+        {"a folder in the way", "--output " + directory + "/d " + directory, "", 1,
+         "--output FILE"},
+        {"no folder for the output", "--output /missing/a " + directory, "", 1, "--output FILE"},
         {"too deep for the stack", directory, "ulimit -s 512;", 1, "ulimit -s"},
         {"unknown option", "--shown", "", 2, "--help"},
         {"two directories", directory + " " + directory, "", 2, "--help"},
         {"no file behind the option", "--output", "", 2, "--help"},
         {"both forms in one file", "--output a.kivbin", "", 2, "another suffix"},
         {"nothing to show and make at once", "--annotate a " + directory, "", 2, "--help"},
-        {"nothing to show", "--annotate " + directory + "/missing", "", 1, "No such file"},
-        {"a folder to show", "--annotate " + directory, "", 1, "Is a directory"},
+        {"nothing to show", "--annotate " + directory + "/missing", "", 1, "cannot be read"},
+        {"a folder to show", "--annotate " + directory, "", 1, "cannot be read"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

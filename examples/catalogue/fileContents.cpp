@@ -4,58 +4,40 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <fstream>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 
+#include "catalogue/catalogueLog.h"
 #include "catalogue/readableText.h"
+#include "kiv/base/mapping.h"
 
 namespace catalogue {
 namespace {
 
-constexpr std::size_t kPieceBytes = 64 * 1024;
+constexpr std::size_t kBeginningBytes = 64 * 1024;
 constexpr std::size_t kHeadBytes = 16;
 constexpr std::size_t kLines = 3;
 constexpr std::size_t kLineBytes = 80;
 
-/// The bytes of a file in pieces, up to the size that was listed: a file may grow meanwhile, and
-/// some system files never end.
-class FilePieces {
+/// A file for as long as its bytes are looked at.
+class MappedFile {
 public:
-    explicit FilePieces(const Entry& entry)
-        : left_(entry.size), file_(entry.path, std::ios::binary) {}
+    explicit MappedFile(const Entry& entry)
+        : mapping_(kiv::FileMapping::CreateReadOnly(entry.path)) {}
 
-    /// The next piece, which is empty at the end.
-    std::string_view Next() {
-        buffer_.resize(std::min<kiv::uint64>(left_, kPieceBytes));
-        file_.read(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
-        buffer_.resize(static_cast<std::size_t>(file_.gcount()));
-        left_ -= buffer_.size();
-        return buffer_;
+    bool is_valid() const { return mapping_ != nullptr; }
+    std::string_view bytes() const {
+        return {reinterpret_cast<const char*>(mapping_->GetMapping()),
+                static_cast<std::size_t>(mapping_->GetSize())};
     }
-    /// The file could not be opened, or the system failed to read it.
-    bool Failed() const { return !file_.is_open() || file_.bad(); }
 
 private:
-    kiv::uint64 left_;
-    std::ifstream file_;
-    std::string buffer_;
+    std::unique_ptr<kiv::FileMapping> mapping_;
 };
-
-bool HaveSameBytes(const Entry& a, const Entry& b) {
-    FilePieces left(a);
-    FilePieces right(b);
-    std::string_view piece;
-    do {
-        piece = left.Next();
-        if (piece != right.Next())
-            return false;
-    } while (!piece.empty());
-    return !left.Failed() && !right.Failed();
-}
 
 /// FNV-1a: it only finds what may be equal, so a collision costs time and nothing else.
 struct Hash {
@@ -120,26 +102,22 @@ public:
     }
 
     bool Read(const kiv::RefPtr<Entry>& file) {
-        FilePieces pieces(*file);
-        const std::string beginning(pieces.Next());
-        const bool mayHaveTwin = filesOfSize_[file->size] > 1;
-        Hash hash;
-        if (mayHaveTwin) {
-            hash.Add(beginning);
-            for (std::string_view piece = pieces.Next(); !piece.empty(); piece = pieces.Next())
-                hash.Add(piece);
-        }
-        if (pieces.Failed())
+        const MappedFile mapped(*file);
+        if (!mapped.is_valid())
             return false;
+        Hash hash;
+        if (filesOfSize_[file->size] > 1)
+            hash.Add(mapped.bytes());
 
         std::vector<Entry*>& alike = known_[{file->size, hash.value}];
         const auto twin = std::find_if(alike.begin(), alike.end(), [&](const Entry* other) {
-            return HaveSameBytes(*other, *file);
+            const MappedFile known(*other);
+            return known.is_valid() && known.bytes() == mapped.bytes();
         });
         if (twin != alike.end()) {
             file->content = (*twin)->content;
         } else {
-            file->content = Describe(beginning);
+            file->content = Describe(mapped.bytes().substr(0, kBeginningBytes));
             alike.push_back(file.get());
         }
         ++file->content->copies;
@@ -162,6 +140,8 @@ kiv::uint64 ReadContents(const std::vector<kiv::RefPtr<Entry>>& files, Progress&
         if (!reader.Read(file)) {
             file->readable = false;
             ++unread;
+            catalogueLog.log(kiv::LogLevel::Warn, "ReadContents", "%s cannot be read",
+                             ReadableText(file->path).c_str());
         }
     }
     return unread;

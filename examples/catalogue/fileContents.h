@@ -12,8 +12,8 @@
 namespace catalogue {
 
 /// Gives each file its `Content`, and gives back how many files could not be read; these are marked
-/// so. Only files that share their size with another one are read to their end, and never more than
-/// a piece of a file is in memory.
+/// so. Only files that share their size with another one are read to their end. They are mapped one
+/// at a time, so nothing of them is copied; but no file may be cut short while it is read.
 kiv::uint64 ReadContents(const std::vector<kiv::RefPtr<Entry>>& files, Progress& progress);
 
 }  // namespace catalogue

@@ -2,21 +2,20 @@
 // stream, and each of these objects again, which are then compared with the first ones. Shows what
 // a module needs to have its own classes saved.
 
-#include <cerrno>
 #include <chrono>
 #include <cinttypes>
 #include <cstddef>
 #include <cstdio>
-#include <cstring>
 #include <exception>
-#include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
+#include <utility>
 #include <vector>
 
 #include "catalogue/annotatedView.h"
 #include "catalogue/archiveFile.h"
+#include "catalogue/catalogueLog.h"
 #include "catalogue/catalogueTypes.h"
 #include "catalogue/display.h"
 #include "catalogue/fileContents.h"
@@ -27,7 +26,11 @@
 #include "catalogue/readableText.h"
 #include "catalogue/storedForm.h"
 #include "catalogue/treeWalk.h"
+#include "kiv/base/byteBuffer.h"
+#include "kiv/base/file.h"
 #include "kiv/base/logging.h"
+#include "kiv/base/mapping.h"
+#include "kiv/base/paths.h"
 
 namespace catalogue {
 namespace {
@@ -37,10 +40,6 @@ struct Failure {
     std::string what;
     std::string advice;
 };
-
-std::string NameOf(const std::filesystem::path& path) {
-    return ReadableText(path.string());
-}
 
 class Stopwatch {
 public:
@@ -53,15 +52,16 @@ private:
     Clock::time_point start_ = Clock::now();
 };
 
-std::filesystem::path DirectoryOf(const Options& options) {
-    std::error_code error;
-    std::filesystem::path directory = std::filesystem::canonical(options.directory, error);
-    if (!error)
-        std::filesystem::directory_iterator(directory, error);
-    if (error)
-        throw Failure{NameOf(options.directory) + " cannot be listed: " + error.message(),
+std::string DirectoryOf(const Options& options) {
+    const std::string directory = kiv::paths::AbsolutePath(options.directory);
+    if (!kiv::OpenDirectory(directory.c_str(), false, kiv::FilePermission::Read).is_valid())
+        throw Failure{ReadableText(directory) + " cannot be listed",
                       "name a directory that can be read"};
     return directory;
+}
+
+kiv::ArrayView<const unsigned char> BytesOf(const kiv::Mapping& mapping) {
+    return {mapping.GetMapping(), mapping.GetSize()};
 }
 
 /// A graph on its way into its file and back.
@@ -80,15 +80,15 @@ struct Report {
     std::string display;
 };
 
-Failure FileFailure(const StoredGraph& graph, const char* what) {
-    return {NameOf(graph.file.path()) + what + ": " + std::strerror(errno),
-            "name another file with --output FILE"};
-}
-
 Failure GraphFailure(const std::string& what) {
     return {what,
             "raise the stack limit (ulimit -s) if folders lie very deep in each other, or name a "
             "smaller directory"};
+}
+
+void Log(const StoredGraph& graph, const char* what, double milliseconds) {
+    catalogueLog.log(kiv::LogLevel::Info, graph.form.name, "%s %s in %.1f ms",
+                     ReadableText(graph.file.path()).c_str(), what, milliseconds);
 }
 
 void Save(const kiv::RefPtr<Folder>& root, StoredGraph* graph) {
@@ -97,36 +97,42 @@ void Save(const kiv::RefPtr<Folder>& root, StoredGraph* graph) {
     if (!graph->form.write(root, &bytes))
         throw GraphFailure(std::string("the graph cannot be written in the ") + graph->form.name +
                            " form");
-    if (!graph->file.Write(bytes))
-        throw FileFailure(*graph, " cannot be written");
     graph->bytesWritten = bytes.size();
+    if (!graph->file.Write(std::move(bytes)))
+        throw Failure{ReadableText(graph->file.path()) + " cannot be written",
+                      "name another file with --output FILE"};
     graph->writeMilliseconds = stopwatch.Milliseconds();
+    Log(*graph, "written", graph->writeMilliseconds);
 }
 
 kiv::RefPtr<Folder> Load(StoredGraph* graph) {
     const Stopwatch stopwatch;
-    std::vector<unsigned char> bytes;
-    if (!graph->file.Read(&bytes))
-        throw FileFailure(*graph, " cannot be read back");
+    const std::unique_ptr<kiv::FileMapping> mapping = graph->file.Read();
+    if (!mapping)
+        throw Failure{ReadableText(graph->file.path()) + " cannot be read back",
+                      "name another file with --output FILE"};
     kiv::Status status;
-    const kiv::RefPtr<kiv::Object> object = graph->form.read(bytes, &status);
+    const kiv::RefPtr<kiv::Object> object = graph->form.read(BytesOf(*mapping), &status);
     if (!status || !object || !object->IsInstanceOf<Folder>())
-        throw GraphFailure(NameOf(graph->file.path()) + " does not give the graph back");
+        throw GraphFailure(ReadableText(graph->file.path()) + " does not give the graph back");
     graph->readMilliseconds = stopwatch.Milliseconds();
+    Log(*graph, "read back", graph->readMilliseconds);
     return kiv::RefPtr<Folder>(static_cast<Folder*>(object.get()));
 }
 
-Report Run(const Options& options, const std::filesystem::path& directory,
-           std::vector<StoredGraph>* graphs) {
-    Progress progress;
+Report Run(const Options& options, const std::string& directory, std::vector<StoredGraph>* graphs) {
+    // Between log lines a line of progress would only be in the way.
+    Progress progress(!options.verbose);
     Report report;
-    std::vector<std::filesystem::path> outputs;
+    std::vector<const ArchiveFile*> outputs;
     for (const StoredGraph& graph : *graphs)
-        outputs.push_back(graph.file.path());
+        outputs.push_back(&graph.file);
     Tree tree = WalkTree(directory, outputs, progress);
     const GraphOwner<Folder> written(tree.root);
     report.unread = tree.unread + ReadContents(tree.files, progress);
     report.files = tree.files.size();
+    catalogueLog.log(kiv::LogLevel::Info, "Run", "%s has %zu files",
+                     ReadableText(directory).c_str(), tree.files.size());
     tree = {};
 
     // One after the other, so that no more than two graphs are in memory: what equals the first
@@ -141,7 +147,7 @@ Report Run(const Options& options, const std::filesystem::path& directory,
         if (!report.comparison.difference.empty())
             throw Failure{
                 "what was read differs from what was written at " + report.comparison.difference,
-                "please report it together with " + NameOf(graph.file.path())};
+                "please report it together with " + ReadableText(graph.file.path())};
     }
     if (options.show) {
         kiv::Status status;
@@ -179,35 +185,38 @@ void Print(const Report& report, const std::vector<StoredGraph>& graphs) {
 
     std::printf("\n");
     for (const StoredGraph& graph : graphs)
-        std::printf("%-8s%s\n", graph.form.name, NameOf(graph.file.path()).c_str());
+        std::printf("%-8s%s\n", graph.form.name, ReadableText(graph.file.path()).c_str());
     if (!report.display.empty())
         std::printf("%s\n", report.display.c_str());
 }
 
-void MakeCatalogue(const Options& options) {
-    const std::filesystem::path directory = DirectoryOf(options);
+void MakeCatalogue(const Options& options, const std::string& dataDirectory) {
+    const std::string directory = DirectoryOf(options);
+    const std::string output = options.output.empty()
+                                   ? kiv::paths::JoinPaths({dataDirectory, "catalogue.json"})
+                                   : options.output;
     std::vector<StoredGraph> graphs;
     for (const StoredForm& form : kStoredForms)
-        graphs.push_back({form, ArchiveFile(options.output, form.suffix)});
+        graphs.push_back({form, ArchiveFile(output, form.suffix)});
     Print(Run(options, directory, &graphs), graphs);
 }
 
-void Annotate(const std::filesystem::path& path) {
-    std::vector<unsigned char> bytes;
-    ArchiveFile file(path);
-    if (!file.Read(&bytes))
-        throw Failure{NameOf(path) + " cannot be read: " + std::strerror(errno),
-                      "name a file that can be read"};
-    switch (PrintAnnotated(bytes)) {
+void Annotate(const std::string& path) {
+    const std::unique_ptr<kiv::FileMapping> mapping = ArchiveFile(path).Read();
+    if (!mapping)
+        throw Failure{ReadableText(path) + " cannot be read", "name a file that can be read"};
+    switch (PrintAnnotated(BytesOf(*mapping))) {
         case StreamState::Whole:
             return;
         case StreamState::Damaged:
-            throw Failure{NameOf(path) + " is damaged", "the lines tell how far it makes sense"};
+            throw Failure{ReadableText(path) + " is damaged",
+                          "the lines tell how far it makes sense"};
         case StreamState::TooDeep:
-            throw Failure{NameOf(path) + " has more objects in each other than the stack holds",
-                          "raise its limit (ulimit -s)"};
+            throw Failure{
+                ReadableText(path) + " has more objects in each other than the stack holds",
+                "raise its limit (ulimit -s)"};
         case StreamState::Foreign:
-            throw Failure{NameOf(path) + " is no binary catalogue",
+            throw Failure{ReadableText(path) + " is no binary catalogue",
                           "name a .kivbin file that catalogue has written"};
     }
 }
@@ -220,11 +229,12 @@ int Main(int count, char** arguments) {
         std::fputs(kUsage, stdout);
         return 0;
     }
-    // Failures come back as a `Status` and end in one line here; only check sites may add theirs.
-    kiv::logging::setLogLevel(kiv::LogLevel::Fatal);
     try {
+        const std::string dataDirectory = kiv::paths::GetKIVEDataDirectory();
+        if (!StartLog(dataDirectory, options->verbose))
+            throw Failure{"there is no place for the log", "let HOME name a folder of yours"};
         if (options->annotate.empty())
-            MakeCatalogue(*options);
+            MakeCatalogue(*options, dataDirectory);
         else
             Annotate(options->annotate);
         return 0;

@@ -8,18 +8,23 @@
 namespace catalogue {
 
 const char kUsage[] =
-    "usage: catalogue [--show] [--output FILE] [DIR]\n"
-    "       catalogue --annotate FILE\n"
+    "usage: catalogue [--verbose] [--show] [--output FILE] [DIR]\n"
+    "       catalogue [--verbose] --annotate FILE\n"
     "\n"
     "Turns the tree below DIR, by default the current directory, into a graph of objects,\n"
     "saves it in two forms, as JSON and binary, reads both back and compares each with the\n"
     "first graph.\n"
     "\n"
-    "  --output FILE    where the JSON goes, in place of the folder for temporary files; the\n"
-    "                   binary form goes beside it, with the suffix .kivbin\n"
+    "  --output FILE    where the JSON goes, in place of the user's data directory; the binary\n"
+    "                   form goes beside it, with the suffix .kivbin\n"
     "  --show           prints one entry as well, as the last line, for people to read\n"
     "  --annotate FILE  prints what stands where in such a .kivbin file, a line for each datum\n"
+    "  --verbose        shows what goes into the log as well, on the error output\n"
     "  --help           prints this\n"
+    "\n"
+    "Each run adds to the log of its day, in the folder logs of the user's data directory; logs "
+    "of\n"
+    "the last week are kept.\n"
     "\n"
     "Ends with 0 if all graphs are equal, or if the file shown is a whole catalogue; with 1 if\n"
     "not, or if something fails; and with 2 for a command line that it does not understand.\n";
@@ -32,7 +37,7 @@ std::optional<Options> ParseOptions(int count, char** arguments) {
     };
 
     Options options;
-    const auto fileOf = [&](std::string_view option) -> std::filesystem::path* {
+    const auto fileOf = [&](std::string_view option) -> std::string* {
         if (option == "--output")
             return &options.output;
         return option == "--annotate" ? &options.annotate : nullptr;
@@ -50,9 +55,11 @@ std::optional<Options> ParseOptions(int count, char** arguments) {
             optionsEnded = true;
         } else if (argument == "--show") {
             options.show = true;
+        } else if (argument == "--verbose") {
+            options.verbose = true;
         } else if (argument == "--help" || argument == "-h") {
             options.help = true;
-        } else if (std::filesystem::path* const file = fileOf(argument)) {
+        } else if (std::string* const file = fileOf(argument)) {
             if (++i == count || *arguments[i] == '\0')
                 return refuse("a file name is missing behind", argument);
             *file = arguments[i];
@@ -63,7 +70,7 @@ std::optional<Options> ParseOptions(int count, char** arguments) {
     if (!options.annotate.empty() && (hasDirectory || options.show || !options.output.empty()))
         return refuse("no catalogue is made, so nothing goes together with", "--annotate");
     for (const StoredForm& form : kStoredForms)
-        if (*form.suffix != '\0' && options.output.extension() == form.suffix)
+        if (*form.suffix != '\0' && options.output.ends_with(form.suffix))
             return refuse("the JSON needs a file with another suffix than", form.suffix);
     return options;
 }

@@ -2,16 +2,17 @@
 #ifndef CATALOGUE_OPTIONS_H_
 #define CATALOGUE_OPTIONS_H_
 
-#include <filesystem>
 #include <optional>
+#include <string>
 
 namespace catalogue {
 
 struct Options {
-    std::filesystem::path directory = ".";
-    std::filesystem::path output;    // empty for files in the folder for temporary files
-    std::filesystem::path annotate;  // the file to show; empty to make a catalogue
+    std::string directory = ".";
+    std::string output;    // empty for files in the data directory
+    std::string annotate;  // the file to show; empty to make a catalogue
     bool show = false;
+    bool verbose = false;
     bool help = false;
 };
 

@@ -12,7 +12,7 @@ constexpr char kRemoveLine[] = "\r\033[K";
 
 }  // namespace
 
-Progress::Progress() : enabled_(::isatty(STDERR_FILENO) == 1) {}
+Progress::Progress(bool wanted) : enabled_(wanted && ::isatty(STDERR_FILENO) == 1) {}
 
 void Progress::Count(const char* step, kiv::uint64 count) {
     if (!enabled_)

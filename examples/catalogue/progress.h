@@ -1,5 +1,5 @@
 // One line that tells on a terminal what a long run is doing, and goes away with its object. Where
-// the error output is no terminal, nothing is printed.
+// the error output is no terminal, or nobody wants it, nothing is printed.
 #ifndef CATALOGUE_PROGRESS_H_
 #define CATALOGUE_PROGRESS_H_
 
@@ -11,7 +11,7 @@ namespace catalogue {
 
 class Progress {
 public:
-    Progress();
+    explicit Progress(bool wanted = true);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
     ~Progress() { Clear(); }

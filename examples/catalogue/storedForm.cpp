@@ -9,6 +9,7 @@ namespace catalogue {
 namespace {
 
 using Bytes = std::vector<unsigned char>;
+using View = kiv::ArrayView<const unsigned char>;
 
 // The serializers differ in what they call their bytes; everything else is `kiv::Serializer`.
 Bytes GetBytes(kiv::JsonSerializer& serializer) {
@@ -19,11 +20,11 @@ Bytes GetBytes(kiv::BinarySerializer& serializer) {
     return serializer.GetBuffer();
 }
 
-void SetBytes(kiv::JsonSerializer& serializer, const Bytes& bytes) {
+void SetBytes(kiv::JsonSerializer& serializer, View bytes) {
     serializer.SetSerializeString(std::string(bytes.begin(), bytes.end()));
 }
-void SetBytes(kiv::BinarySerializer& serializer, const Bytes& bytes) {
-    serializer.SetBuffer(bytes);
+void SetBytes(kiv::BinarySerializer& serializer, View bytes) {
+    serializer.SetBuffer(Bytes(bytes.begin(), bytes.end()));
 }
 
 template <class FormSerializer>
@@ -35,7 +36,7 @@ kiv::Status Write(const kiv::RefPtr<kiv::Object>& root, Bytes* bytes) {
 }
 
 template <class FormSerializer>
-kiv::RefPtr<kiv::Object> Read(const Bytes& bytes, kiv::Status* status) {
+kiv::RefPtr<kiv::Object> Read(View bytes, kiv::Status* status) {
     FormSerializer serializer({});
     SetBytes(serializer, bytes);
     return serializer.Deserialize("Folder", status);

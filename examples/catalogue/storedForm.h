@@ -5,6 +5,7 @@
 #include <array>
 #include <vector>
 
+#include "kiv/base/byteBuffer.h"
 #include "kiv/base/object.h"
 #include "kiv/base/refPtr.h"
 #include "kiv/base/status.h"
@@ -15,7 +16,8 @@ struct StoredForm {
     const char* name;    // heads the column of its figures
     const char* suffix;  // of its file; empty for the file that was asked for
     kiv::Status (*write)(const kiv::RefPtr<kiv::Object>& root, std::vector<unsigned char>* bytes);
-    kiv::RefPtr<kiv::Object> (*read)(const std::vector<unsigned char>& bytes, kiv::Status* status);
+    kiv::RefPtr<kiv::Object> (*read)(kiv::ArrayView<const unsigned char> bytes,
+                                     kiv::Status* status);
 };
 
 extern const std::array<StoredForm, 2> kStoredForms;

@@ -1,30 +1,35 @@
 #include "catalogue/treeWalk.h"
 
 #include <algorithm>
-#include <chrono>
+#include <climits>
 #include <cmath>
-#include <system_error>
+#include <cstddef>
 #include <utility>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "catalogue/catalogueLog.h"
 #include "catalogue/readableText.h"
+#include "kiv/base/file.h"
+#include "kiv/base/paths.h"
 
 namespace catalogue {
 namespace {
 
-namespace fs = std::filesystem;
-
-FileKind KindOf(fs::file_type type) {
-    switch (type) {
-        case fs::file_type::regular:
+FileKind KindOf(mode_t mode) {
+    switch (mode & S_IFMT) {
+        case S_IFREG:
             return FileKind::Regular;
-        case fs::file_type::symlink:
+        case S_IFLNK:
             return FileKind::Link;
-        case fs::file_type::fifo:
+        case S_IFIFO:
             return FileKind::Pipe;
-        case fs::file_type::socket:
+        case S_IFSOCK:
             return FileKind::Socket;
-        case fs::file_type::block:
-        case fs::file_type::character:
+        case S_IFBLK:
+        case S_IFCHR:
             return FileKind::Device;
         default:
             return FileKind::Unknown;
@@ -43,22 +48,40 @@ kiv::Color TintOf(kiv::int32 permissions) {
     return tint;
 }
 
-kiv::int64 NanosecondsOf(fs::file_time_type time) {
-    const auto sinceEpoch = std::chrono::file_clock::to_sys(time).time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(sinceEpoch).count();
+/// What the system tells of a name; a mode of 0 if it tells nothing.
+struct ::stat StatusOf(const kiv::UniqueFD& directory, const char* name, int flags) {
+    struct ::stat status = {};
+    if (::fstatat(directory.get(), name, &status, flags) != 0)
+        status = {};
+    return status;
+}
+
+bool AreSameFolder(const struct ::stat& a, const struct ::stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+/// What a link holds; empty if that can't be told.
+std::string TargetOf(const kiv::UniqueFD& directory, const char* name) {
+    char target[PATH_MAX];
+    const ssize_t length = ::readlinkat(directory.get(), name, target, sizeof(target));
+    return std::string(target, static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
 }
 
 class Walker {
 public:
-    Walker(const std::vector<fs::path>& except, Progress& progress)
-        : except_(except), progress_(progress) {}
+    Walker(const std::vector<const ArchiveFile*>& except, Progress& progress)
+        : progress_(progress) {
+        for (const ArchiveFile* file : except)
+            if (file->folder().is_valid())
+                except_.push_back({StatusOf(file->folder(), "", AT_EMPTY_PATH), file->name()});
+    }
 
-    Tree Walk(const fs::path& directory) {
-        std::error_code error;
-        fs::path name = directory.filename();
-        if (name.empty())
-            name = directory;
-        tree_.root = _MakeFolder(directory, name, fs::symlink_status(directory, error));
+    Tree Walk(const std::string& directory) {
+        const std::string name = directory.substr(directory.rfind('/') + 1);
+        const kiv::UniqueFD opened =
+            kiv::OpenDirectory(directory.c_str(), false, kiv::FilePermission::Read);
+        tree_.root = _MakeFolder(directory, name.empty() ? directory : name,
+                                 StatusOf(opened, "", AT_EMPTY_PATH));
         // A list of what is still to do and no recursion: a tree may be deeper than the stack.
         while (!waiting_.empty()) {
             const kiv::RefPtr<Folder> folder = waiting_.back();
@@ -69,29 +92,41 @@ public:
     }
 
 private:
+    struct Exception {
+        struct ::stat folder;
+        std::string name;
+    };
+
     void _ListFolder(const kiv::RefPtr<Folder>& folder) {
-        std::error_code error;
-        std::vector<fs::directory_entry> found;
-        for (fs::directory_iterator at(folder->path, error), end; !error && at != end;
-             at.increment(error))
-            found.push_back(*at);
-        if (error)
-            _SetUnreadable(*folder);
-        std::sort(found.begin(), found.end(), [](const auto& a, const auto& b) {
-            return a.path().native() < b.path().native();
+        const kiv::UniqueFD directory =
+            kiv::OpenDirectory(folder->path.c_str(), false, kiv::FilePermission::Read);
+        if (!directory.is_valid())
+            return _SetUnreadable(*folder);
+        const struct ::stat status = StatusOf(directory, "", AT_EMPTY_PATH);
+        std::vector<std::string> names;
+        kiv::VisitFiles(directory, [&](const kiv::UniqueFD&, const std::string& name) {
+            if (!_IsExcepted(status, name))
+                names.push_back(name);
+            return true;
         });
-        for (const fs::directory_entry& child : found)
-            if (std::find(except_.begin(), except_.end(), child.path()) == except_.end())
-                _Add(folder, child);
+        std::sort(names.begin(), names.end());
+        for (const std::string& name : names)
+            _Add(folder, directory, name);
     }
 
-    void _Add(const kiv::RefPtr<Folder>& parent, const fs::directory_entry& child) {
+    bool _IsExcepted(const struct ::stat& folder, const std::string& name) const {
+        return std::any_of(except_.begin(), except_.end(), [&](const Exception& exception) {
+            return exception.name == name && AreSameFolder(exception.folder, folder);
+        });
+    }
+
+    void _Add(const kiv::RefPtr<Folder>& parent, const kiv::UniqueFD& directory,
+              const std::string& name) {
         progress_.Count("Listed", ++listed_);
-        const fs::path& path = child.path();
-        std::error_code error;
-        const fs::file_status status = child.symlink_status(error);
-        if (fs::is_directory(status)) {
-            kiv::RefPtr<Folder> folder = _MakeFolder(path, path.filename(), status);
+        const struct ::stat status = StatusOf(directory, name.c_str(), AT_SYMLINK_NOFOLLOW);
+        const std::string path = kiv::paths::JoinPaths({parent->path, name});
+        if (S_ISDIR(status.st_mode)) {
+            kiv::RefPtr<Folder> folder = _MakeFolder(path, name, status);
             folder->folder = parent;
             folder->depth = parent->depth + 1;
             parent->folders.push_back(folder);
@@ -99,58 +134,48 @@ private:
         }
 
         kiv::RefPtr<Entry> entry = kiv::MakeRefCounted<Entry>();
-        _Describe(*entry, path, path.filename(), status);
+        _Describe(*entry, path, name, status);
         entry->folder = parent;
-        entry->kind = KindOf(status.type());
+        entry->kind = KindOf(status.st_mode);
         entry->tint = TintOf(entry->permissions);
         if (entry->kind == FileKind::Link)
-            entry->target = ReadableText(fs::read_symlink(path, error).string());
+            entry->target = ReadableText(TargetOf(directory, name.c_str()));
         if (entry->kind == FileKind::Regular)
-            entry->size = _SizeOf(path, error);
+            entry->size = static_cast<kiv::uint64>(status.st_size);
         entry->place = {static_cast<float>(parent->entries.size()),
                         static_cast<float>(parent->depth),
                         std::log2(1 + static_cast<float>(entry->size))};
-        if (error || entry->kind == FileKind::Unknown)
+        if (entry->kind == FileKind::Unknown)
             _SetUnreadable(*entry);
         else if (entry->kind == FileKind::Regular)
             tree_.files.push_back(entry);
         parent->entries.push_back(entry);
     }
 
-    kiv::RefPtr<Folder> _MakeFolder(const fs::path& path, const fs::path& name,
-                                    fs::file_status status) {
+    kiv::RefPtr<Folder> _MakeFolder(const std::string& path, const std::string& name,
+                                    const struct ::stat& status) {
         kiv::RefPtr<Folder> folder = kiv::MakeRefCounted<Folder>();
         _Describe(*folder, path, name, status);
         waiting_.push_back(folder);
         return folder;
     }
 
-    static void _Describe(Node& node, const fs::path& path, const fs::path& name,
-                          fs::file_status status) {
-        node.Rename(ReadableText(name.string()));
-        node.path = path.string();
-        if (fs::exists(status))
-            node.permissions = static_cast<kiv::int32>(status.permissions() & fs::perms::all);
-        // The time of a link would be that of its target.
-        if (!fs::exists(status) || fs::is_symlink(status))
-            return;
-        std::error_code error;
-        const fs::file_time_type time = fs::last_write_time(path, error);
-        if (!error)
-            node.modified = NanosecondsOf(time);
-    }
-
-    static kiv::uint64 _SizeOf(const fs::path& path, std::error_code& error) {
-        const std::uintmax_t size = fs::file_size(path, error);
-        return error ? 0 : size;
+    static void _Describe(Node& node, const std::string& path, const std::string& name,
+                          const struct ::stat& status) {
+        node.Rename(ReadableText(name));
+        node.path = path;
+        node.permissions = static_cast<kiv::int32>(status.st_mode & 0777);
+        node.modified = kiv::int64{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec;
     }
 
     void _SetUnreadable(Node& node) {
         node.readable = false;
         ++tree_.unread;
+        catalogueLog.log(kiv::LogLevel::Warn, "WalkTree", "%s cannot be looked at",
+                         ReadableText(node.path).c_str());
     }
 
-    const std::vector<fs::path>& except_;
+    std::vector<Exception> except_;
     Progress& progress_;
     Tree tree_;
     std::vector<kiv::RefPtr<Folder>> waiting_;
@@ -159,7 +184,8 @@ private:
 
 }  // namespace
 
-Tree WalkTree(const fs::path& directory, const std::vector<fs::path>& except, Progress& progress) {
+Tree WalkTree(const std::string& directory, const std::vector<const ArchiveFile*>& except,
+              Progress& progress) {
     return Walker(except, progress).Walk(directory);
 }
 

@@ -2,9 +2,10 @@
 #ifndef CATALOGUE_TREE_WALK_H_
 #define CATALOGUE_TREE_WALK_H_
 
-#include <filesystem>
+#include <string>
 #include <vector>
 
+#include "catalogue/archiveFile.h"
 #include "catalogue/catalogueTypes.h"
 #include "catalogue/progress.h"
 #include "kiv/base/integers.h"
@@ -20,9 +21,9 @@ struct Tree {
 
 /// Lists all that lies below `directory`, which is an absolute path, but for the files of
 /// `except`. Follows no links and opens no files. What cannot be read, or vanishes meanwhile, is
-/// listed as not readable and counted. Each folder lists its contents by name.
-Tree WalkTree(const std::filesystem::path& directory,
-              const std::vector<std::filesystem::path>& except, Progress& progress);
+/// listed as not readable, counted and logged. Each folder lists its contents by name.
+Tree WalkTree(const std::string& directory, const std::vector<const ArchiveFile*>& except,
+              Progress& progress);
 
 }  // namespace catalogue
 
