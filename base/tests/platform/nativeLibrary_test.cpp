@@ -21,10 +21,6 @@ extern "C" __attribute__((visibility("default"))) int KivTestOfTheProgram() {
 namespace kiv {
 namespace {
 
-int Call(const Mapping& function) {
-    return reinterpret_cast<int (*)()>(reinterpret_cast<std::uintptr_t>(function.GetMapping()))();
-}
-
 // Has the module add to `gone` when it is unloaded.
 void Watch(const RefPtr<NativeLibrary>& library, int* gone) {
     const SymbolMapping place(library, "kivTestGone");
@@ -44,7 +40,7 @@ TEST(NativeLibraryTest, SymbolsAreFoundAndKeepTheLibrary) {
 
         EXPECT_EQ(gone, 0);
         ASSERT_NE(answer.GetMapping(), nullptr);
-        EXPECT_EQ(Call(answer), 42);
+        EXPECT_EQ(answer.GetFunction<int()>()(), 42);
         ASSERT_NE(data.GetMapping(), nullptr);
         EXPECT_STREQ(reinterpret_cast<const char*>(data.GetMapping()), "of the module");
         EXPECT_EQ(data.GetSize(), 0u);
@@ -59,9 +55,9 @@ TEST(NativeLibraryTest, SymbolIsAlsoFoundBehindAnUnderscore) {
 
     const SymbolMapping prefixed(library, "KivTestPrefixed");
     ASSERT_NE(prefixed.GetMapping(), nullptr);
-    EXPECT_EQ(Call(prefixed), 7);
+    EXPECT_EQ(prefixed.GetFunction<int()>()(), 7);
     for (const char* missing : {"KivTestNothing", "", static_cast<const char*>(nullptr)})
-        EXPECT_EQ(SymbolMapping(library, missing).GetMapping(), nullptr);
+        EXPECT_EQ(SymbolMapping(library, missing).GetFunction<void()>(), nullptr);
     EXPECT_EQ(SymbolMapping(nullptr, "KivTestAnswer").GetMapping(), nullptr);
 }
 
@@ -83,7 +79,7 @@ TEST(NativeLibraryTest, ProgramIsFoundAndNeverUnloaded) {
         ASSERT_NE(program, nullptr);
         const SymbolMapping own(program, "KivTestOfTheProgram");
         ASSERT_NE(own.GetMapping(), nullptr);
-        EXPECT_EQ(Call(own), 3);
+        EXPECT_EQ(own.GetFunction<int()>()(), 3);
         EXPECT_NE(SymbolMapping(program, "malloc").GetMapping(), nullptr);
     }
 }
@@ -126,7 +122,7 @@ TEST(NativeLibraryTest, LibraryThatWasCutIsRefused) {
         EXPECT_TRUE(library || !loads) << size;
         loads = library != nullptr;
         if (loads) {
-            EXPECT_EQ(Call(SymbolMapping(library, "KivTestAnswer")), 42);
+            EXPECT_EQ(SymbolMapping(library, "KivTestAnswer").GetFunction<int()>()(), 42);
         }
     }
     EXPECT_TRUE(loads);

@@ -14,10 +14,12 @@
 #ifndef KIV_BASE_MAPPING_H_
 #define KIV_BASE_MAPPING_H_
 
+#include <cstdint>
 #include <functional>
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "kiv/base/export.h"
@@ -45,10 +47,10 @@ public:
     virtual bool IsDontNeedSafe() const = 0;
 };
 
-/// The contents of a plain file, of any size, as they were found when it was mapped: the file may
-/// be closed, renamed or removed meanwhile. It is the file itself and no copy, so what others write
-/// shows, and if they cut the file, reading beyond its new end is answered with a signal. So files
-/// are best replaced as a whole, by `ReplaceFile`.
+/// The contents of a plain file of any size, which may be closed, renamed and removed meanwhile. It
+/// is the file itself and no copy: what others write to it shows, and if they cut it, reading
+/// beyond its new end raises a signal that ends the process. Those who write files for others to
+/// map replace them as a whole, by `ReplaceFile`.
 class KIV_BASE_API FileMapping final : public Mapping {
 public:
     enum class Protection : uint32 { Read, Write, Execute };
@@ -156,6 +158,13 @@ public:
     /// also if one of the two arguments is null.
     SymbolMapping(RefPtr<NativeLibrary> library, const char* symbol);
     ~SymbolMapping() override;
+
+    /// The symbol as a function, or null: `entry.GetFunction<int(const char*)>()`. That it has this
+    /// type is for the caller to know.
+    template <class Function>
+    requires std::is_function_v<Function> Function* GetFunction() const {
+        return reinterpret_cast<Function*>(reinterpret_cast<std::uintptr_t>(mapping_));
+    }
 
     /// Always 0: nobody tells how much belongs to a symbol.
     uint64 GetSize() const override { return 0; }

@@ -3,8 +3,8 @@
 //
 //     const RefPtr<NativeLibrary> plugin = NativeLibrary::Create("/opt/app/plugin.so");
 //     const SymbolMapping entry(plugin, "PluginMain");
-//     if (!entry.GetMapping()) return false;
-//     reinterpret_cast<int (*)()>(entry.GetMapping())();
+//     if (auto* const run = entry.GetFunction<int(int)>())
+//         run(kVersion);
 //
 // All of it may be used from any thread. What fails gives null, and logs nothing.
 #ifndef KIV_BASE_NATIVE_LIBRARY_H_
