@@ -10,9 +10,11 @@
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include "kiv/base/mapping.h"
 #include "platform/symbolName.h"
+#include "support/childProcess.h"
 #include "support/openDescriptors.h"
 
 // The thread sanitizer can't see how Abseil, which it did not build, hands memory from thread to
@@ -30,7 +32,7 @@ namespace symbolizer_test {
 }
 [[gnu::noinline]] void LongName() asm(KIV_TEN_TIMES(KIV_TEN_TIMES(KIV_TEN_TIMES("abc"))));
 void LongName() {
-    asm volatile("");
+    asm volatile("nop");
 }
 template <class T>
 struct Box {
@@ -112,39 +114,31 @@ TEST(SymbolizerTest, WhatHasNoNameOrNoRoomIsRefused) {
     EXPECT_STREQ(out, "..");
 }
 
-char nameInHandler[64];
-int errnoInHandler = 0;
+void ExpectNameInHandler(int) {
+    char name[64] = "";
+    errno = EDOM;
+    const bool found = Symbolize(AddressOf(&symbolizer_test::Box<char>::Open), name, sizeof(name));
+    if (!found || errno != EDOM || std::strcmp(name, "symbolizer_test::Box<>::Open()") != 0)
+        ::_exit(1);
+}
 
 TEST(SymbolizerTest, HandlerOfASignalGetsItsNamesOnASmallStack) {
     InitializeSymbolizer(nullptr);
-    constexpr std::size_t kStackSize = 16 * 1024;
-    void* const memory =
-        ::mmap(nullptr, 2 * kStackSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    ASSERT_NE(memory, MAP_FAILED);
-    stack_t stack{};
-    stack.ss_sp = static_cast<char*>(memory) + kStackSize;  // above what may not be touched
-    stack.ss_size = kStackSize;
-    ASSERT_EQ(::mprotect(stack.ss_sp, kStackSize, PROT_READ | PROT_WRITE), 0);
-    stack_t stack_before{};
-    ASSERT_EQ(::sigaltstack(&stack, &stack_before), 0);
-    struct sigaction action {};
-    action.sa_flags = SA_ONSTACK;
-    action.sa_handler = [](int) {
-        errno = EDOM;
-        Symbolize(AddressOf(&symbolizer_test::Box<char>::Open), nameInHandler,
-                  sizeof(nameInHandler));
-        errnoInHandler = errno;
-    };
-    struct sigaction action_before {};
-    ASSERT_EQ(::sigaction(SIGUSR1, &action, &action_before), 0);
-
-    ::raise(SIGUSR1);
-
-    EXPECT_STREQ(nameInHandler, "symbolizer_test::Box<>::Open()");
-    EXPECT_EQ(errnoInHandler, EDOM);
-    ::sigaction(SIGUSR1, &action_before, nullptr);
-    ::sigaltstack(&stack_before, nullptr);
-    ::munmap(memory, 2 * kStackSize);
+    EXPECT_TRUE(testing::PassesInChild([] {
+        constexpr std::size_t kSize = 16 * 1024;
+        void* const memory =
+            ::mmap(nullptr, 2 * kSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        stack_t stack{};
+        stack.ss_sp = static_cast<char*>(memory) + kSize;  // above what may not be touched
+        stack.ss_size = kSize;
+        ASSERT_EQ(::mprotect(stack.ss_sp, kSize, PROT_READ | PROT_WRITE), 0);
+        ASSERT_EQ(::sigaltstack(&stack, nullptr), 0);
+        struct sigaction action {};
+        action.sa_flags = SA_ONSTACK;
+        action.sa_handler = ExpectNameInHandler;
+        ASSERT_EQ(::sigaction(SIGUSR1, &action, nullptr), 0);
+        ::raise(SIGUSR1);
+    }));
 }
 
 TEST(SymbolizerTest, ThreadsNameAtOnceAndNothingStaysOpen) {
