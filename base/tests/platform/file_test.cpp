@@ -1,5 +1,7 @@
 #include "kiv/base/file.h"
 
+#include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <vector>
@@ -10,29 +12,241 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "support/childProcess.h"
 #include "support/files.h"
+#include "support/logCatcher.h"
 
 namespace kiv {
 namespace {
 
+using internal::KIV_BASE_SYSTEM::UniqueFDTraits;
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::LogCatcher;
 using testing::NamesIn;
+using testing::OpenDescriptors;
+using testing::PassesInChild;
 using testing::ReadFile;
 using testing::WriteFile;
 
+constexpr FilePermission kAny[] = {FilePermission::Read, FilePermission::Write,
+                                   FilePermission::ReadWrite, FilePermission{77}};
+
 TEST(FileTest, FilesAreMadeKeptAndCut) {
     const ScopedTemporaryDirectory folder;
-    EXPECT_FALSE(OpenFile(folder.fd, "a", false, FilePermission::Read).is_valid());
-    WriteFile(folder.path + "/a", "contents");
+    const std::string path = folder.path + "/a";
+    EXPECT_FALSE(OpenFile(folder.fd, "a", false, FilePermission::Write).is_valid());
+    EXPECT_TRUE(OpenFile(folder.fd, "a", true, FilePermission::Read).is_valid());
+    WriteFile(path, "contents");
 
     const UniqueFD file = OpenFile(folder.fd, "a", true, FilePermission::ReadWrite);
-    EXPECT_EQ(ReadFile(folder.path + "/a"), "contents");
+    EXPECT_EQ(ReadFile(path), "contents");
     EXPECT_TRUE(TruncateFile(file, 3));
-    EXPECT_EQ(ReadFile(folder.path + "/a"), "con");
+    EXPECT_EQ(ReadFile(path), "con");
     EXPECT_TRUE(TruncateFile(file, 5));
-    EXPECT_EQ(ReadFile(folder.path + "/a"), std::string("con\0\0", 5));
-    EXPECT_FALSE(TruncateFile(file, ~uint64{0}));
+    EXPECT_EQ(ReadFile(path), std::string("con\0\0", 5));
+    for (const uint64 size : {~uint64{0}, uint64{1} << 63})
+        EXPECT_FALSE(TruncateFile(file, size));
     EXPECT_FALSE(TruncateFile(OpenFileReadOnly(folder.fd, "a"), 1));
+    EXPECT_FALSE(TruncateFile(folder.fd, 1));
+}
+
+TEST(FileTest, AFileIsNoDirectoryAndADirectoryNoFile) {
+    const ScopedTemporaryDirectory folder;
+    WriteFile(folder.path + "/file", "");
+    ASSERT_EQ(::mkdir((folder.path + "/dir").c_str(), 0700), 0);
+    ASSERT_EQ(::mkfifo((folder.path + "/pipe").c_str(), 0600), 0);
+    ASSERT_EQ(::symlink("file", (folder.path + "/toFile").c_str()), 0);
+    ASSERT_EQ(::symlink("dir", (folder.path + "/toDir").c_str()), 0);
+    ASSERT_EQ(::symlink("nothing", (folder.path + "/toNothing").c_str()), 0);
+    struct Case {
+        const char* path;
+        bool is_plain, opens_as_file, is_directory;
+    };
+    const Case cases[] = {
+        {"file", true, true, false},        {"dir", false, false, true},
+        {"pipe", false, true, false},       {"toFile", false, true, false},
+        {"toDir", false, false, true},      {"toNothing", false, false, false},
+        {"", false, false, true},           {".", false, false, true},
+        {"dir/../file", true, true, false}, {".//file", true, true, false},
+        {"dir/", false, false, true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.path);
+        const std::string path = folder.path + '/' + c.path;
+        EXPECT_EQ(IsFile(path), c.is_plain);
+        EXPECT_TRUE(FileExists(folder.fd, c.path));
+        EXPECT_TRUE(FileExists(UniqueFD(), path.c_str()));
+        EXPECT_EQ(IsDirectory(folder.fd, c.path), c.is_directory);
+        for (const FilePermission permission : kAny) {
+            // A pipe can't be written without a reader, and nobody waits for one.
+            const bool opens = c.opens_as_file && (permission != FilePermission::Write ||
+                                                   std::string_view(c.path) != "pipe");
+            EXPECT_EQ(OpenFile(folder.fd, c.path, false, permission).is_valid(), opens);
+            EXPECT_EQ(OpenFile(path.c_str(), false, permission).is_valid(), opens);
+            EXPECT_EQ(IsDirectory(OpenDirectory(folder.fd, c.path, false, permission)),
+                      c.is_directory);
+            EXPECT_EQ(OpenDirectory(path.c_str(), true, permission).is_valid(), c.is_directory);
+        }
+    }
+    EXPECT_FALSE(IsDirectory(OpenFileReadOnly(folder.fd, "file")));
+    EXPECT_FALSE(UnlinkFile(folder.fd, "dir"));
+    EXPECT_FALSE(UnlinkDirectory(folder.fd, "file"));
+    EXPECT_FALSE(UnlinkDirectory(folder.fd, "toDir"));
+    EXPECT_TRUE(UnlinkDirectory(folder.fd, "dir"));
+    for (const char* name : {"file", "pipe", "toDir", "toFile", "toNothing"})
+        EXPECT_TRUE(UnlinkFile(folder.fd, name)) << name;
+    EXPECT_THAT(NamesIn(folder.fd), IsEmpty());
+}
+
+TEST(FileTest, HandlesWaitLaterAndStayInThisProcess) {
+    const ScopedTemporaryDirectory folder;
+    ASSERT_EQ(::mkfifo((folder.path + "/pipe").c_str(), 0600), 0);
+    const UniqueFD pipe = OpenFileReadOnly(folder.fd, "pipe");
+    EXPECT_EQ(::fcntl(pipe.get(), F_GETFL) & O_NONBLOCK, 0);
+    const UniqueFD second = Duplicate(pipe.get());
+    for (const UniqueFD* handle : {&pipe, &second, &folder.fd})
+        EXPECT_EQ(::fcntl(handle->get(), F_GETFD), FD_CLOEXEC);
+    EXPECT_NE(second.get(), pipe.get());
+    EXPECT_FALSE(Duplicate(-1).is_valid());
+    EXPECT_FALSE(Duplicate(AT_FDCWD).is_valid());
+}
+
+TEST(FileTest, ClosingForgetsTheHandleAndZeroIsOne) {
+    EXPECT_TRUE(PassesInChild([] {
+        ::close(0);
+        UniqueFD root = OpenDirectory("/", false, FilePermission::Read);
+        EXPECT_EQ(root.get(), 0);
+        EXPECT_TRUE(IsDirectory(root, "tmp"));
+        UniqueFDTraits::file_map.emplace(0, internal::KIV_BASE_SYSTEM::DirCacheEntry());
+        root.reset();
+        EXPECT_THAT(UniqueFDTraits::file_map, IsEmpty());
+        EXPECT_EQ(::fcntl(0, F_GETFD), -1);
+    }));
+}
+
+int lease_holder = -1;
+
+TEST(FileTest, WaitsForALeaseToBeGivenUp) {
+    const ScopedTemporaryDirectory folder;
+    WriteFile(folder.path + "/a", "");
+    EXPECT_TRUE(PassesInChild([&] {
+        const UniqueFD reader = OpenFileReadOnly(folder.fd, "a");
+        lease_holder = reader.get();
+        ASSERT_NE(::signal(SIGIO, [](int) { ::fcntl(lease_holder, F_SETLEASE, F_UNLCK); }),
+                  SIG_ERR);
+        ASSERT_EQ(::fcntl(lease_holder, F_SETLEASE, F_RDLCK), 0);
+        EXPECT_TRUE(OpenFile(folder.fd, "a", false, FilePermission::Write).is_valid());
+    }));
+}
+
+TEST(CreateDirectoryTest, MakesWhatIsMissingOfItsComponents) {
+    const ScopedTemporaryDirectory folder;
+    EXPECT_TRUE(CreateDirectory(folder.fd, {"a", "b"}, FilePermission::Read).is_valid());
+    EXPECT_TRUE(
+        CreateDirectory(folder.fd, {"a", "b", "\xFF\xFE"}, FilePermission::ReadWrite).is_valid());
+    EXPECT_TRUE(IsDirectory(folder.fd, "a/b/\xFF\xFE"));
+
+    WriteFile(folder.path + "/file", "");
+    const std::vector<std::string> refused[] = {
+        {}, {"file"}, {"file", "c"}, {"new", std::string("a\0b", 3)}, {std::string(300, 'x')}};
+    for (const std::vector<std::string>& components : refused)
+        EXPECT_FALSE(CreateDirectory(folder.fd, components, FilePermission::Read).is_valid());
+    for (const UniqueFD& base : {UniqueFD(), OpenFileReadOnly(folder.fd, "file")})
+        EXPECT_FALSE(
+            CreateDirectory(base, {folder.path + "/new"}, FilePermission::Read).is_valid());
+    EXPECT_THAT(NamesIn(folder.fd), ElementsAre("a", "file"));
+}
+
+// All operations that take a path, as questions whether they succeed.
+struct Operation {
+    const char* name;
+    std::function<bool(const UniqueFD& base, const char* path)> succeeds;
+};
+
+constexpr FilePermission kRead = FilePermission::Read;
+constexpr FilePermission kWrite = FilePermission::Write;
+
+const Operation kBelowBase[] = {
+    {"open", [](auto& base, auto path) { return OpenFileReadOnly(base, path).is_valid(); }},
+    {"make", [](auto& base, auto path) { return OpenFile(base, path, true, kWrite).is_valid(); }},
+    {"enter", [](auto& base, auto path) { return OpenDirectoryReadOnly(base, path).is_valid(); }},
+    {"mkdir",
+     [](auto& base, auto path) { return OpenDirectory(base, path, true, kRead).is_valid(); }},
+    {"is directory", [](auto& base, auto path) { return IsDirectory(base, path); }},
+    {"exists", [](auto& base, auto path) { return FileExists(base, path); }},
+    {"unlink", [](auto& base, auto path) { return UnlinkFile(base, path); }},
+    {"rmdir", [](auto& base, auto path) { return UnlinkDirectory(base, path); }},
+    {"remove", [](auto& base, auto path) { return RemoveDirectoryRecursively(base, path); }},
+};
+
+const Operation kByPath[] = {
+    {"open", [](auto&, auto path) { return OpenFile(path, false, kRead).is_valid(); }},
+    {"make", [](auto&, auto path) { return OpenFile(path, true, kWrite).is_valid(); }},
+    {"enter", [](auto&, auto path) { return OpenDirectory(path, false, kRead).is_valid(); }},
+    {"mkdir", [](auto&, auto path) { return OpenDirectory(path, true, kRead).is_valid(); }},
+    {"unlink", [](auto&, auto path) { return UnlinkFile(path); }},
+    {"rmdir", [](auto&, auto path) { return UnlinkDirectory(path); }},
+    {"is file", [](auto&, auto path) { return path != nullptr && IsFile(path); }},
+    {"move from", [](auto&, auto path) { return MoveFileOrDirectory(path, "new"); }},
+    {"move to", [](auto&, auto path) { return MoveFileOrDirectory("file", path); }},
+    {"copy from", [](auto&, auto path) { return CopyFileUtf8(path, "new"); }},
+    {"copy to", [](auto&, auto path) { return CopyFileUtf8("file", path); }},
+};
+
+TEST(FileTest, BadPathsFailEverywhereWithoutATrace) {
+    const ScopedTemporaryDirectory folder;
+    WriteFile(folder.path + "/file", "contents");
+    ASSERT_EQ(::symlink("loop", (folder.path + "/loop").c_str()), 0);
+    ASSERT_TRUE(
+        CreateDirectory(folder.fd, {"outer", "inner", "dir"}, FilePermission::Read).is_valid());
+    std::string deep;
+    for (int i = 0; i < 3000; ++i)
+        deep += "a/";
+    const std::string bad[] = {"missing/a", "missing/../a", "file/", "file/a",
+                               "loop/a",    "loop/",        deep,    std::string(300, 'x')};
+
+    // A child has the folder as its working directory, where a relative path must not be looked up
+    // if its base is none.
+    EXPECT_TRUE(PassesInChild([&] {
+        ASSERT_EQ(::chdir(folder.path.c_str()), 0);
+        const UniqueFD file = OpenFileReadOnly(folder.fd, "file");
+        const UniqueFD none;
+        const UniqueFD workingDirectory(AT_FDCWD);
+        LogCatcher log;
+        const std::size_t descriptors = OpenDescriptors();
+        for (const Operation& operation : kBelowBase) {
+            SCOPED_TRACE(operation.name);
+            for (const std::string& path : bad)
+                EXPECT_FALSE(operation.succeeds(folder.fd, path.c_str())) << path;
+            EXPECT_FALSE(operation.succeeds(folder.fd, nullptr));
+            for (const UniqueFD* base : {&file, &none, &workingDirectory})
+                for (const char* path : {"file", "new", "", "."})
+                    EXPECT_FALSE(operation.succeeds(*base, path)) << base->get() << path;
+        }
+        for (const Operation& operation : kByPath) {
+            SCOPED_TRACE(operation.name);
+            for (const std::string& path : bad)
+                EXPECT_FALSE(operation.succeeds(none, path.c_str())) << path;
+            EXPECT_FALSE(operation.succeeds(none, ""));
+            EXPECT_FALSE(operation.succeeds(none, nullptr));
+        }
+        // No name of an entry. Two levels down, so that even a fault in the removal would reach
+        // nothing but this test's own folder; never try such a thing with the root.
+        const UniqueFD inner = OpenDirectoryReadOnly(folder.fd, "outer/inner");
+        for (const char* path : {"", ".", "./", "..", "../", "dir/..", "dir/."}) {
+            EXPECT_FALSE(UnlinkFile(inner, path)) << path;
+            EXPECT_FALSE(UnlinkDirectory(inner, path)) << path;
+            EXPECT_FALSE(RemoveDirectoryRecursively(inner, path)) << path;
+        }
+        EXPECT_FALSE(IsFile(std::string("file\0", 5)));
+        EXPECT_TRUE(RemoveFilesInDirectory(none));  // like an empty one
+        EXPECT_EQ(OpenDescriptors(), descriptors);
+        EXPECT_THAT(log.Take(), IsEmpty());
+    }));
+    EXPECT_EQ(ReadFile(folder.path + "/file"), "contents");
+    EXPECT_THAT(NamesIn(folder.fd), ElementsAre("file", "loop", "outer"));
+    EXPECT_TRUE(IsDirectory(folder.fd, "outer/inner/dir"));
 }
 
 TEST(ScopedTemporaryDirectoryTest, GoesAwayWithAllThatIsInIt) {
@@ -40,13 +254,35 @@ TEST(ScopedTemporaryDirectoryTest, GoesAwayWithAllThatIsInIt) {
     {
         const ScopedTemporaryDirectory folder;
         path = folder.path;
-        EXPECT_TRUE(IsDirectory(folder.fd));
+        struct stat status;
+        ASSERT_EQ(::fstat(folder.fd.get(), &status), 0);
+        EXPECT_EQ(status.st_mode, mode_t{S_IFDIR | 0700});
         EXPECT_TRUE(CreateDirectory(folder.fd, {"a", "b", "c"}, FilePermission::Read).is_valid());
         WriteFile(path + "/a/b/c/d", "x");
-        WriteFile(path + "/e", "x");
-        EXPECT_THAT(NamesIn(folder.fd), ElementsAre("a", "e"));
+        EXPECT_NE(ScopedTemporaryDirectory().path, path);
     }
     EXPECT_FALSE(FileExists(UniqueFD(), path.c_str()));
+}
+
+TEST(ScopedTemporaryDirectoryTest, StandsInTheFolderForSuchIfThereIsOne) {
+    const ScopedTemporaryDirectory folder;
+    struct Case {
+        std::string told, expected;
+    };
+    const Case cases[] = {{folder.path, folder.path + '/'},
+                          {folder.path + '/', folder.path + '/'},
+                          {"relative", "/tmp/"},
+                          {"", "/tmp/"},
+                          {folder.path + "/missing", ""}};
+    EXPECT_TRUE(PassesInChild([&] {
+        for (const Case& c : cases) {
+            ASSERT_EQ(::setenv("TMPDIR", c.told.c_str(), 1), 0);
+            const ScopedTemporaryDirectory made;
+            EXPECT_EQ(made.path.substr(0, made.path.rfind('/') + 1), c.expected);
+            EXPECT_EQ(made.fd.is_valid(), !c.expected.empty());
+        }
+    }));
+    EXPECT_THAT(NamesIn(folder.fd), IsEmpty());
 }
 
 }  // namespace

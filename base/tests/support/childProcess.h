@@ -17,8 +17,11 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "support/files.h"
 
 namespace kiv::testing {
 
@@ -61,6 +64,13 @@ inline void RefuseCalls(const std::vector<RefusedCall>& calls) {
     const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
     ASSERT_EQ(::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
     ASSERT_EQ(::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
+}
+
+/// From now on the process can have `count` descriptors more than it has.
+inline void LeaveDescriptors(rlim_t count) {
+    const rlim_t limit = OpenDescriptors() + count;
+    const rlimit limits{limit, limit};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limits), 0);
 }
 
 }  // namespace kiv::testing

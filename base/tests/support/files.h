@@ -3,6 +3,7 @@
 #define KIV_BASE_TESTS_FILES_H_
 
 #include <algorithm>
+#include <cstddef>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -38,6 +39,11 @@ inline std::vector<std::string> NamesIn(const UniqueFD& directory) {
 
 inline std::vector<std::string> NamesIn(const std::string& path) {
     return NamesIn(OpenDirectory(path.c_str(), false, FilePermission::Read));
+}
+
+/// How many descriptors of this process are open, to find out whether one has leaked.
+inline std::size_t OpenDescriptors() {
+    return NamesIn("/proc/self/fd").size();
 }
 
 }  // namespace kiv::testing

@@ -16,13 +16,13 @@ using platform::OpenAt;
 
 namespace {
 
-// Against somebody who adds entries as fast as they go.
+// What one pass leaves is what was added or changed meanwhile, or held back by the file system, so
+// it is not for ever.
 constexpr int kMaxPasses = 1000;
 
 struct Pass {
     bool refused = false;  // by an entry that can't be removed
-    bool found = false;
-    bool removed = false;
+    bool found = false;    // an entry at all
 };
 
 bool IsAnotherKindNow(int error) {
@@ -34,9 +34,7 @@ bool IsAnotherKindNow(int error) {
 void Remove(const DirectoryDescent& descent, int flags, Pass& pass) {
     const int result = AgainAfterSignal(
         [&] { return ::unlinkat(descent.directory().get(), descent.name(), flags); });
-    if (result == 0 || errno == ENOENT)
-        pass.removed = true;
-    else if (!IsAnotherKindNow(errno))
+    if (result != 0 && errno != ENOENT && !IsAnotherKindNow(errno))
         pass.refused = true;
 }
 
@@ -79,8 +77,8 @@ bool RemoveFilesInDirectory(const UniqueFD& directory) {
         const Pass pass = RemoveOnce(directory);
         if (pass.refused)
             return false;
-        if (!pass.removed)
-            return !pass.found;
+        if (!pass.found)
+            return true;
     }
     return false;
 }
