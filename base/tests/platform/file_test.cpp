@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -125,18 +126,23 @@ TEST(FileTest, ClosingForgetsTheHandleAndZeroIsOne) {
     }));
 }
 
-int lease_holder = -1;
-
 TEST(FileTest, WaitsForALeaseToBeGivenUp) {
     const ScopedTemporaryDirectory folder;
     WriteFile(folder.path + "/a", "");
     EXPECT_TRUE(PassesInChild([&] {
         const UniqueFD reader = OpenFileReadOnly(folder.fd, "a");
-        lease_holder = reader.get();
-        ASSERT_NE(::signal(SIGIO, [](int) { ::fcntl(lease_holder, F_SETLEASE, F_UNLCK); }),
-                  SIG_ERR);
-        ASSERT_EQ(::fcntl(lease_holder, F_SETLEASE, F_RDLCK), 0);
+        sigset_t broken;
+        ::sigemptyset(&broken);
+        ::sigaddset(&broken, SIGIO);
+        ::pthread_sigmask(SIG_BLOCK, &broken, nullptr);
+        ASSERT_EQ(::fcntl(reader.get(), F_SETLEASE, F_RDLCK), 0);
+        std::thread holder([&] {
+            int signal = 0;
+            ::sigwait(&broken, &signal);
+            ::fcntl(reader.get(), F_SETLEASE, F_UNLCK);
+        });
         EXPECT_TRUE(OpenFile(folder.fd, "a", false, FilePermission::Write).is_valid());
+        holder.join();
     }));
 }
 
@@ -213,6 +219,7 @@ TEST(FileTest, BadPathsFailEverywhereWithoutATrace) {
         const UniqueFD file = OpenFileReadOnly(folder.fd, "file");
         const UniqueFD none;
         const UniqueFD workingDirectory(AT_FDCWD);
+        const UniqueFD inner = OpenDirectoryReadOnly(folder.fd, "outer/inner");
         LogCatcher log;
         const std::size_t descriptors = OpenDescriptors();
         for (const Operation& operation : kBelowBase) {
@@ -233,7 +240,6 @@ TEST(FileTest, BadPathsFailEverywhereWithoutATrace) {
         }
         // No name of an entry. Two levels down, so that even a fault in the removal would reach
         // nothing but this test's own folder; never try such a thing with the root.
-        const UniqueFD inner = OpenDirectoryReadOnly(folder.fd, "outer/inner");
         for (const char* path : {"", ".", "./", "..", "../", "dir/..", "dir/."}) {
             EXPECT_FALSE(UnlinkFile(inner, path)) << path;
             EXPECT_FALSE(UnlinkDirectory(inner, path)) << path;
