@@ -7,9 +7,7 @@ Logger::Logger(const char* name) : name_(name) {}
 
 Logger::~Logger() = default;
 
-void Logger::log(LogLevel level, const char* tag, const char* format, ...) {
-    if (level < level_.load(std::memory_order_relaxed))
-        return;
+void Logger::_Log(LogLevel level, const char* tag, const char* format, ...) {
     va_list args;
     va_start(args, format);
     vprintLog(name_.c_str(), level, tag, format, args);

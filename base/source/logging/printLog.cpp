@@ -2,12 +2,14 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <string_view>
 
 #include <spdlog/sinks/sink.h>
 #include <spdlog/spdlog.h>
 
 #include "kiv/base/logging.h"
 #include "kiv/base/status.h"
+#include "logging/plainFormat.h"
 
 namespace kiv::logging {
 namespace {
@@ -33,20 +35,34 @@ bool isTaken(const spdlog::logger& logger, spdlog::level::level_enum level) {
                        [&](const spdlog::sink_ptr& sink) { return sink->should_log(level); });
 }
 
-void append(spdlog::memory_buf_t& payload, const char* text) {
-    payload.append(text, text + std::strlen(text));
+char* put(char* to, std::string_view text) {
+    std::memcpy(to, text.data(), text.size());
+    return to + text.size();
 }
 
-void appendFormatted(spdlog::memory_buf_t& payload, const char* format, va_list args) {
+void appendPrefix(spdlog::memory_buf_t& payload, std::string_view domain, std::string_view tag) {
+    constexpr std::string_view kDomain = "[domain:";
+    constexpr std::string_view kTag = "[tag:";
+    const std::size_t tagged = tag.empty() ? 0 : kTag.size() + tag.size() + 1;
+    payload.resize(kDomain.size() + domain.size() + 1 + tagged);
+    char* end = put(put(payload.data(), kDomain), domain);
+    *end++ = ']';
+    if (tagged != 0)
+        *put(put(end, kTag), tag) = ']';
+}
+
+void appendByTheCFormatter(spdlog::memory_buf_t& payload, const char* format, va_list args) {
     const std::size_t used = payload.size();
     va_list again;
     va_copy(again, args);
 
-    // Most messages fit into what the buffer has, so the measuring pass writes there at once.
+    // The measuring pass writes into what room there is at once.
     const std::size_t room = payload.capacity() - used;
     const int length = std::vsnprintf(payload.data() + used, room, format, args);
     if (length < 0) {
-        append(payload, format);
+        const std::string_view text = format;
+        payload.resize(used + text.size());
+        put(payload.data() + used, text);
     } else if (static_cast<std::size_t>(length) < room) {
         payload.resize(used + length);
     } else {
@@ -55,6 +71,19 @@ void appendFormatted(spdlog::memory_buf_t& payload, const char* format, va_list 
         payload.resize(used + length);
     }
     va_end(again);
+}
+
+void appendFormatted(spdlog::memory_buf_t& payload, const char* format, va_list args) {
+    va_list trial;
+    va_copy(trial, args);
+    char* const room = payload.data() + payload.size();
+    const char* const end =
+        internal::FormatPlain(room, payload.data() + payload.capacity(), format, trial);
+    va_end(trial);
+    if (end)
+        payload.resize(payload.size() + (end - room));
+    else
+        appendByTheCFormatter(payload, format, args);
 }
 
 }  // namespace
@@ -75,14 +104,7 @@ void vprintLog(const char* domain, LogLevel level, const char* tag, const char* 
         return;
 
     spdlog::memory_buf_t payload;
-    append(payload, "[domain:");
-    append(payload, domain);
-    append(payload, "]");
-    if (*tag) {
-        append(payload, "[tag:");
-        append(payload, tag);
-        append(payload, "]");
-    }
+    appendPrefix(payload, domain, tag);
     appendFormatted(payload, format, args);
     logger->log(spdlog::source_loc(), spdlogLevel,
                 spdlog::string_view_t(payload.data(), payload.size()));

@@ -3,11 +3,11 @@
 #include <climits>
 #include <filesystem>
 #include <fstream>
-#include <memory>
-#include <optional>
-#include <random>
+#include <iostream>
+#include <iterator>
 #include <regex>
 #include <set>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -30,7 +30,6 @@ using testing::FakeLogClock;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::LogCatcher;
-using ::testing::UnorderedElementsAre;
 namespace fs = std::filesystem;
 
 // Puts the sinks and names back, and catches what goes to std::cerr and to spdlog's error handler.
@@ -81,12 +80,12 @@ TEST_F(LogSetupTest, InitLogWritesToConsoleFileAndCallbackInThisOrder) {
     EXPECT_EQ(Errors(), "Error: Could not open directory " + folder_ + "/logs\n");
     EXPECT_TRUE(fs::is_empty(folder_));
 
-    const char* const line = "[warning] [domain:kiv.base][tag:Archive]text {} 5%\n";
     baseLogger2.log(LogLevel::Warn, "Archive", "text %s %d%%", "{}", 5);
     flushToFile();
     consoleSink->flush();
 
-    EXPECT_THAT(::testing::internal::GetCapturedStdout(), HasSubstr(line));
+    EXPECT_THAT(::testing::internal::GetCapturedStdout(),
+                HasSubstr("[warning] [domain:kiv.base][tag:Archive]text {} 5%\n"));
     std::ifstream file(fileSink->filename());
     EXPECT_THAT(std::string(std::istreambuf_iterator<char>(file), {}),
                 ::testing::MatchesRegex(R"(\[[-0-9]+ [:0-9]+\.[0-9]+\] .*text \{\} 5%.)"));
@@ -94,15 +93,8 @@ TEST_F(LogSetupTest, InitLogWritesToConsoleFileAndCallbackInThisOrder) {
     EXPECT_THAT(failures_, IsEmpty());
 }
 
-TEST_F(LogSetupTest, AnEmptyBaseNameKeepsTheEarlierOne) {
+TEST_F(LogSetupTest, WhatIsLeftEmptyIsTheDataDirectoryAndTheNameBefore) {
     Init(0, "app");
-    Init(0);
-
-    EXPECT_EQ(LOG_FILE_BASENAME, "app");
-    EXPECT_EQ(LOG_FILE_BASENAME_EXT, "app.log");
-}
-
-TEST_F(LogSetupTest, WithoutADirectoryFilesGoToTheDataDirectory) {
     const std::string before = std::getenv("XDG_DATA_HOME") ? std::getenv("XDG_DATA_HOME") : "";
     ::setenv("XDG_DATA_HOME", folder_.c_str(), 1);
     initLog(0, "", "", true);
@@ -111,7 +103,7 @@ TEST_F(LogSetupTest, WithoutADirectoryFilesGoToTheDataDirectory) {
 
     baseLogger2.log(LogLevel::Info, "", "text");
 
-    EXPECT_THAT(fileSink->filename(), HasSubstr(folder_ + "/Morvenda/KIVE/logs/kiv_"));
+    EXPECT_THAT(fileSink->filename(), HasSubstr(folder_ + "/Morvenda/KIVE/logs/app_"));
 }
 
 TEST_F(LogSetupTest, ANewDirectoryTakesThePlaceOfTheOldOne) {
@@ -136,34 +128,32 @@ TEST_F(LogSetupTest, ANewDirectoryTakesThePlaceOfTheOldOne) {
     EXPECT_EQ(Names(folder_), std::set<std::string>{"logs"});
 }
 
-TEST_F(LogSetupTest, SwitchesWithoutSinksDoNothing) {
-    for (const bool on : {false, true}) {
-        enableLogToConsole(on);
-        enableLogToFile(on);
-        enableLogCallback(on);
-    }
-    flushToFile();
-    baseLogger2.log(LogLevel::Info, "", "text");
-
+TEST_F(LogSetupTest, SinksAreSwitchedOneByOneAndOnlyIfTheyAreThere) {
+    const auto switchAll = [](bool console, bool file, bool callback) {
+        enableLogToConsole(console);
+        enableLogToFile(file);
+        enableLogCallback(callback);
+        baseLogger2.log(LogLevel::Debug, "", "text");
+        flushToFile();
+    };
+    switchAll(false, false, false);
     EXPECT_EQ(log_.Take().size(), 1u);
-}
 
-TEST_F(LogSetupTest, SinksAreSwitchedOneByOne) {
     Init(0);
     int called = 0;
     setLogCallback([&called](const LogMessage&) { ++called; });
-    enableLogCallback(false);
-    baseLogger2.log(LogLevel::Fatal, "", "to the file alone");
+    switchAll(false, true, false);
     EXPECT_EQ(called, 0);
-    flushToFile();
     const auto size = fs::file_size(fileSink->filename());
+    EXPECT_GT(size, 0u);
 
+    switchAll(false, false, true);
+    EXPECT_EQ(called, 1);
+    enableLogCallback(false);
     setLogCallback([&called](const LogMessage&) { called += 10; });  // on again
-    enableLogToFile(false);
-    baseLogger2.log(LogLevel::Debug, "", "to the callback alone");
-
+    baseLogger2.log(LogLevel::Debug, "", "text");
     flushToFile();
-    EXPECT_EQ(called, 10);
+    EXPECT_EQ(called, 11);
     EXPECT_EQ(fs::file_size(fileSink->filename()), size);
 }
 

@@ -76,14 +76,32 @@ public:
     Logger& operator=(const Logger&) = delete;
 
     /// `tag` names the class or function that logs. Below the threshold nothing is looked at.
-    [[gnu::format(printf, 4, 5)]] void log(LogLevel level, const char* tag, const char* format,
-                                           ...);
+    [[gnu::format(printf, 4, 5), gnu::always_inline]] void log(LogLevel level, const char* tag,
+                                                               const char* format, ...);
     void setLogLevel(LogLevel level) { level_.store(level, std::memory_order_relaxed); }
 
 private:
+    [[gnu::format(printf, 4, 5)]] void _Log(LogLevel level, const char* tag, const char* format,
+                                            ...);
+
     std::string name_;
     std::atomic<LogLevel> level_ = LogLevel::Debug;
 };
+
+// A message below the threshold costs a comparison where it is called. Only GCC can hand arguments
+// on from there; others call a function of their own module for it.
+inline void Logger::log(LogLevel level, const char* tag, const char* format, ...) {
+    if (level < level_.load(std::memory_order_relaxed))
+        return;
+#if defined(__GNUC__) && !defined(__clang__)
+    _Log(level, tag, format, __builtin_va_arg_pack());
+#else
+    va_list args;
+    va_start(args, format);
+    vprintLog(name_.c_str(), level, tag, format, args);
+    va_end(args);
+#endif
+}
 
 }  // namespace logging
 
