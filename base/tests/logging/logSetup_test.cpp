@@ -268,12 +268,14 @@ TEST_F(LogSetupTest, WhatCanNotBeRemovedIsToldAndPassedOver) {
     const fs::path before = fs::current_path();
     fs::current_path(folder);
     cleanupOldFiles("", 0);
+    SetLogDirectory("", 0, true);
     fs::current_path(before);
     cleanupOldFiles(folder_ + "/missing", 0);
     cleanupOldFiles(std::string("/\0", 2), 0);
 
     EXPECT_EQ(Names(folder), std::set<std::string>{"kiv_2026-02-01.log"});
     EXPECT_EQ(Errors(), "Error: Could not delete file: " + folder_ + "/kiv_2026-02-01.log\n" +
+                            "Error: Could not open directory " + folder_ + "/logs\n" +
                             "Error: Could not open directory " + folder_ + "/missing\n" +
                             "Error: Could not open directory \n");
 }
