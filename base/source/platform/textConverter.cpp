@@ -38,7 +38,7 @@ void DecodeOne(DecodePosition& at) {
     const auto put = [&at](uint32 unit) { *at.to++ = static_cast<wchar_t>(unit); };
     if (lead < 0x80)
         return put(lead);
-    if (lead < 0xC2 || lead > 0xF4)
+    if (lead < 0xC2)
         RaiseBadConversion();
     const uint32 second = ContinuationBits(*at.from++);
     if (lead < 0xE0)

@@ -66,9 +66,11 @@ const char* const kBadUtf8[] = {
     "\xE4\xB8",          //
     "\xF0\x9F\x9A",      //
     "\xC3z",             // broken off
-    "\xE4\xB8z",         //
-    "\xE4\xC3\xA9",      //
-    "\xF0\x9F\x9Az",     //
+    "\xC3"
+    "zzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzz\xA9",
+    "\xE4\xB8z",      //
+    "\xE4\xC3\xA9",   //
+    "\xF0\x9F\x9Az",  //
 };
 
 const std::wstring kBadWide[] = {
@@ -149,6 +151,19 @@ TEST(TextEncodingTest, APlaceInALongTextChangesNothing) {
                 before += around.utf8;
                 wide_before += Wide(around.units);
             }
+        }
+}
+
+// A conversion goes in pieces, and a run of ASCII in several at once.
+TEST(TextEncodingTest, APieceMayEndAnywhere) {
+    for (const BlockConverters* blocks : {&PlainBlocks(), &FastestBlocks()})
+        for (std::size_t size = 1900; size < 2100; ++size) {
+            const std::string run(size, 'a');
+            const std::wstring wide_run(size, L'a');
+            const std::string utf8 = run + "\u0416\U0001F680" + run;
+            const std::wstring wide = wide_run + Wide(u"\u0416\U0001F680") + wide_run;
+            ASSERT_EQ(DecodeUtf8(utf8.c_str(), *blocks), wide) << size;
+            ASSERT_EQ(EncodeUtf8(wide.c_str(), *blocks), utf8) << size;
         }
 }
 

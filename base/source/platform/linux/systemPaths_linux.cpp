@@ -12,6 +12,7 @@ namespace kiv::platform {
 namespace {
 
 constexpr std::size_t kFirstRoom = 256;
+constexpr std::size_t kMostRoom = 1 << 20;
 
 bool IsAbsolute(const char* path) {
     return path != nullptr && path[0] == '/';
@@ -35,12 +36,18 @@ std::string HomeOfRecord() {
     passwd* found = nullptr;
     int error = 0;
     while ((error = ::getpwuid_r(::getuid(), &entry, room.data(), room.size(), &found)) != 0) {
-        if (error == ERANGE)
+        // A name service out of order might ask for more for ever.
+        if (error == ERANGE && room.size() < kMostRoom)
             room.resize(2 * room.size());
         else if (error != EINTR)
             return {};
     }
     return found && IsAbsolute(found->pw_dir) ? found->pw_dir : std::string();
+}
+
+std::string WithoutLastSeparators(std::string path) {
+    path.resize(path.find_last_not_of('/') + 1);
+    return path;
 }
 
 std::string Home() {
@@ -90,9 +97,11 @@ optional<std::string> ExecutablePath() {
 std::string UserDataDirectory() {
     const char* const chosen = std::getenv("XDG_DATA_HOME");
     if (IsAbsolute(chosen))
-        return chosen;
+        return WithoutLastSeparators(chosen);
     const std::string home = Home();
-    return home.empty() ? home : JoinPaths({home, ".local", "share"}, PathStyle::Posix);
+    return home.empty()
+               ? home
+               : JoinPaths({WithoutLastSeparators(home), ".local", "share"}, PathStyle::Posix);
 }
 
 }  // namespace kiv::platform

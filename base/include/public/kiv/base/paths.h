@@ -28,7 +28,7 @@ KIV_BASE_API std::string JoinPaths(std::initializer_list<std::string> components
 /// `path` seen from the current directory, which is also what the empty path stands for. Works on
 /// the text alone: "." and ".." are folded without a look at links, ".." at the root stays there,
 /// and no separator is doubled or stands at the end. Empty if the path has a NUL or the current
-/// directory is gone.
+/// directory can't be told.
 KIV_BASE_API std::string AbsolutePath(const std::string& path);
 
 /// `path` up to its last separator, which goes along only where it is the root's: "/a" of "/a/b",
@@ -51,7 +51,8 @@ KIV_BASE_API std::string Utf8PathToLocal(const std::string& path);
 /// when the system refuses; what was made until then stays.
 KIV_BASE_API bool CreateDirectoryRecursive(const std::string& path);
 
-/// The file that the process runs, and its directory; nothing if the system doesn't tell.
+/// The file that the process runs, and its directory; nothing if the system doesn't tell. On Linux
+/// the name of a file that was removed since ends in " (deleted)".
 KIV_BASE_API optional<std::string> GetExecutablePath();
 KIV_BASE_API optional<std::string> GetExecutableDirectoryPath();
 
