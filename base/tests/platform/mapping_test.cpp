@@ -12,7 +12,6 @@
 
 #include "support/childProcess.h"
 #include "support/files.h"
-#include "support/openDescriptors.h"
 
 namespace kiv {
 namespace {
@@ -79,12 +78,12 @@ TEST_F(MappingTest, ProtectionSaysWhatTheViewIsGoodFor) {
 TEST_F(MappingTest, FileIsMappedByPathAndOutlivesItsName) {
     WriteText("file", "contents");
     WriteText("empty", "");
-    const std::size_t open = testing::CountOpenDescriptors();
+    const std::size_t open = testing::OpenDescriptors();
 
     const auto by_path = FileMapping::CreateReadOnly(PathOf("file"));
     const auto by_base = FileMapping::CreateReadExecute(folder_.fd, "file");
     const auto empty = FileMapping::CreateReadExecute(PathOf("empty"));
-    EXPECT_EQ(testing::CountOpenDescriptors(), open);
+    EXPECT_EQ(testing::OpenDescriptors(), open);
     const auto base_itself =
         FileMapping::CreateReadOnly(OpenFileReadOnly(folder_.fd, "file"), std::string());
     EXPECT_TRUE(UnlinkFile(folder_.fd, "file"));
@@ -104,7 +103,7 @@ TEST_F(MappingTest, WhatIsNoPlainFileGivesNullAndLeaksNothing) {
     ASSERT_EQ(::mkfifo(PathOf("pipe").c_str(), 0600), 0);
     ASSERT_EQ(::symlink("loop", PathOf("loop").c_str()), 0);
     const UniqueFD invalid;
-    const std::size_t open = testing::CountOpenDescriptors();
+    const std::size_t open = testing::OpenDescriptors();
 
     for (const std::string& name :
          {"missing"s, "pipe"s, "loop"s, "."s, "file/"s, "file\0"s, "file\0/x"s, "/dev/zero"s,
@@ -118,7 +117,7 @@ TEST_F(MappingTest, WhatIsNoPlainFileGivesNullAndLeaksNothing) {
     EXPECT_EQ(FileMapping::CreateReadOnly(folder_.fd, ""), nullptr);
     EXPECT_EQ(FileMapping::CreateReadOnly(invalid, ""), nullptr);
     EXPECT_EQ(FileMapping::CreateReadOnly(invalid, "file"), nullptr);
-    EXPECT_EQ(testing::CountOpenDescriptors(), open);
+    EXPECT_EQ(testing::OpenDescriptors(), open);
 }
 
 TEST_F(MappingTest, SizeHasAllOfItsBits) {
@@ -263,7 +262,7 @@ TEST_F(MappingTest, WhatCanNotBeWrittenIsRefusedAndLeaksNothing) {
     ASSERT_EQ(::mkfifo(PathOf("pipe").c_str(), 0600), 0);
     const UniqueFD invalid;
     const DataMapping data("data"s);
-    const std::size_t open = testing::CountOpenDescriptors();
+    const std::size_t open = testing::OpenDescriptors();
 
     for (const auto& write : {WriteAtomically, ReplaceFile}) {
         for (const std::string& name :
@@ -277,7 +276,7 @@ TEST_F(MappingTest, WhatCanNotBeWrittenIsRefusedAndLeaksNothing) {
         EXPECT_FALSE(write(folder_.fd, "file", NonOwnedMapping(nullptr, 4, nullptr, false)));
     }
     EXPECT_FALSE(WriteAtomically(folder_.fd, "/dev/zero", data));
-    EXPECT_EQ(testing::CountOpenDescriptors(), open);
+    EXPECT_EQ(testing::OpenDescriptors(), open);
     EXPECT_EQ(ReadText("file"), "contents");
     EXPECT_TRUE(S_ISFIFO(StatusOf("pipe").st_mode));
     EXPECT_EQ(testing::NamesIn(folder_.fd).size(), 3u);

@@ -11,7 +11,7 @@
 
 #include "kiv/base/file.h"
 #include "kiv/base/mapping.h"
-#include "support/openDescriptors.h"
+#include "support/files.h"
 
 // Found in the program because it is exported, and by its address because of the name.
 extern "C" __attribute__((visibility("default"))) int KivTestOfTheProgram() {
@@ -91,7 +91,7 @@ TEST(NativeLibraryTest, WhatIsNoLibraryGivesNullAndLeaksNothing) {
     const std::string loop = folder.path + "/loop.so";
     ASSERT_EQ(::symlink("loop.so", loop.c_str()), 0);
     const std::string long_path = "/" + std::string(5000, 'x');
-    const std::size_t open = testing::CountOpenDescriptors();
+    const std::size_t open = testing::OpenDescriptors();
 
     for (const char* path : {static_cast<const char*>(nullptr), "", "/", "/missing.so", "missing",
                              "/dev/zero", folder.path.c_str(), pipe.c_str(), text.c_str(),
@@ -99,7 +99,7 @@ TEST(NativeLibraryTest, WhatIsNoLibraryGivesNullAndLeaksNothing) {
         SCOPED_TRACE(path ? path : "null");
         EXPECT_EQ(NativeLibrary::Create(path), nullptr);
     }
-    EXPECT_EQ(testing::CountOpenDescriptors(), open);
+    EXPECT_EQ(testing::OpenDescriptors(), open);
 }
 
 TEST(NativeLibraryTest, LibraryThatWasCutIsRefused) {

@@ -15,7 +15,7 @@
 #include "kiv/base/mapping.h"
 #include "platform/symbolName.h"
 #include "support/childProcess.h"
-#include "support/openDescriptors.h"
+#include "support/files.h"
 
 // The thread sanitizer can't see how Abseil, which it did not build, hands memory from thread to
 // thread.
@@ -143,7 +143,7 @@ TEST(SymbolizerTest, HandlerOfASignalGetsItsNamesOnASmallStack) {
 
 TEST(SymbolizerTest, ThreadsNameAtOnceAndNothingStaysOpen) {
     InitializeSymbolizer(nullptr);
-    const std::size_t open = testing::CountOpenDescriptors();
+    const std::size_t open = testing::OpenDescriptors();
     std::atomic<int> named{0};
 
     std::vector<std::thread> threads;
@@ -158,7 +158,7 @@ TEST(SymbolizerTest, ThreadsNameAtOnceAndNothingStaysOpen) {
         thread.join();
 
     EXPECT_EQ(named, 4 * 50 * 2);
-    EXPECT_EQ(testing::CountOpenDescriptors(), open);
+    EXPECT_EQ(testing::OpenDescriptors(), open);
 }
 
 }  // namespace

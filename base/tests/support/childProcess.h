@@ -25,11 +25,13 @@
 
 namespace kiv::testing {
 
-/// Whether no expectation failed in `body`, which runs in a copy of this process.
+/// Whether no expectation failed in `body`, which runs in a copy of this process and has two
+/// minutes.
 inline bool PassesInChild(const std::function<void()>& body) {
     std::fflush(nullptr);
     const pid_t child = ::fork();
     if (child == 0) {
+        ::alarm(120);
         body();
         std::fflush(nullptr);
         ::_exit(::testing::Test::HasFailure() ? 1 : 0);
