@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -19,6 +20,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing::kFilesInEach;
 using testing::LeaveDescriptors;
 using testing::MakeChain;
 using testing::NamesIn;
@@ -48,14 +50,38 @@ TEST(RemovalTest, EmptiesADirectoryAndFollowsNoLink) {
     EXPECT_EQ(OpenDescriptors(), descriptors);
 }
 
-TEST(RemovalTest, NeedsFewDescriptorsAtAnyDepth) {
+TEST(RemovalTest, NeedsFewDescriptorsAtAnyDepthAsAWalkDoes) {
+    constexpr int kDepth = 300;
     const ScopedTemporaryDirectory folder;
-    MakeChain(folder.fd, 2000);
+    const std::string name(200, 'd');  // so that no path is long enough
+    MakeChain(folder.fd, kDepth, name);
     EXPECT_TRUE(PassesInChild([&] {
         LeaveDescriptors(20);
-        EXPECT_TRUE(RemoveDirectoryRecursively(folder.fd, "d"));
+        int count = 0;
+        EXPECT_TRUE(VisitFilesRecursively(
+            folder.fd, [&](const UniqueFD&, const std::string&) { return ++count > 0; }));
+        EXPECT_EQ(count, kDepth * (kFilesInEach + 1));
+        EXPECT_TRUE(RemoveDirectoryRecursively(folder.fd, name.c_str()));
     }));
     EXPECT_THAT(NamesIn(folder.fd), IsEmpty());
+}
+
+TEST(RemovalTest, DoesNotTakeWhatItCannotListForEmpty) {
+    const ScopedTemporaryDirectory folder;
+    const UniqueFD gone = OpenDirectory(folder.fd, "gone", true, FilePermission::Read);
+    EXPECT_TRUE(UnlinkDirectory(folder.fd, "gone"));
+    WriteFile(folder.path + "/file", "");
+    EXPECT_TRUE(RemoveFilesInDirectory(gone));
+    EXPECT_FALSE(RemoveFilesInDirectory(OpenFileReadOnly(folder.fd, "file")));
+    EXPECT_TRUE(PassesInChild([&] {
+        LeaveDescriptors(20);
+        std::vector<UniqueFD> all;
+        do
+            all.push_back(Duplicate(folder.fd.get()));
+        while (all.back().is_valid());
+        EXPECT_FALSE(RemoveFilesInDirectory(folder.fd));
+    }));
+    EXPECT_THAT(NamesIn(folder.fd), ElementsAre("file"));
 }
 
 TEST(RemovalTest, EndsAtWhatItMayNotRemove) {
@@ -89,7 +115,7 @@ TEST(RemovalTest, SharesATreeWithAnotherRemoval) {
 
 TEST(RemovalTest, OutlastsSomebodyWhoAddsEntries) {
     const ScopedTemporaryDirectory folder;
-    std::atomic<int> left = 2000;
+    std::atomic<int> left = 1000;
     std::thread other([&] {
         for (; left > 0; --left)
             OpenFile(CreateDirectory(folder.fd, {"a", "b"}, FilePermission::Read),

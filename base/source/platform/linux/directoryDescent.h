@@ -26,7 +26,8 @@ namespace kiv::platform {
 
 class DirectoryDescent {
 public:
-    /// Begins at `top`, which outlives it and whose own position in the listing stays untouched.
+    /// Begins at `top`, which outlives it. Its own position in the listing stays untouched, unless
+    /// the directory may not be opened again: then `top` can have one descent at a time.
     explicit DirectoryDescent(const UniqueFD& top);
 
     /// Steps to the next entry of the directory at hand, except "." and ".."; false at its end, and
@@ -43,6 +44,9 @@ public:
     const char* name() const { return _EntryAt(levels_.back().current)->d_name; }
     /// Whether the entry is a directory, or the file system doesn't tell without more ado.
     bool MayBeDirectory() const;
+    /// Whether a directory could not be listed to its end so far. One that was removed meanwhile
+    /// has no more entries.
+    bool Missed() const { return missed_; }
     /// The directory at hand.
     const UniqueFD& directory() const { return levels_.size() == 1 ? top_ : levels_.back().handle; }
 
@@ -64,6 +68,7 @@ private:
     bool _Reopen(const UniqueFD& below);
 
     const UniqueFD& top_;
+    bool missed_ = false;
     std::vector<Level> levels_;
     std::vector<char> entries_;  // of all levels, the records of one behind those of the one above
 };

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include <sys/stat.h>
@@ -32,7 +33,13 @@ UniqueFD OpenIfSame(int directory, const char* name, dev_t device, ino_t inode) 
 
 DirectoryDescent::DirectoryDescent(const UniqueFD& top) : top_(top) {
     // A handle has one position in the listing, which all of its users would share.
-    levels_.emplace_back().handle = OpenAt(DirectoryOf(top), ".", kAnyDirectory);
+    UniqueFD& handle = levels_.emplace_back().handle;
+    handle = OpenAt(DirectoryOf(top), ".", kAnyDirectory);
+    // What was opened may be listed, also without the right to look up names in it.
+    if (!handle.is_valid() && errno == EACCES) {
+        handle = Duplicate(top.get());
+        ::lseek(handle.get(), 0, SEEK_SET);
+    }
 }
 
 bool DirectoryDescent::Next() {
@@ -94,6 +101,7 @@ bool DirectoryDescent::_ReadMore() {
     entries_.resize(std::max(entries_.size(), level.end + kChunk));
     const ssize_t size = AgainAfterSignal(
         [&] { return ::getdents64(level.handle.get(), entries_.data() + level.end, kChunk); });
+    missed_ |= size < 0 && errno != ENOENT;
     level.listed = size <= 0;
     level.end += static_cast<std::size_t>(std::max<ssize_t>(size, 0));
     return !level.listed;

@@ -9,7 +9,6 @@
 
 namespace kiv {
 
-using platform::AgainAfterSignal;
 using platform::DirectoryDescent;
 using platform::DirectoryOf;
 using platform::OpenAt;
@@ -19,10 +18,12 @@ namespace {
 // What one pass leaves is what was added or changed meanwhile, or held back by the file system, so
 // it is not for ever.
 constexpr int kMaxPasses = 1000;
+constexpr int kMaxPassesInVain = 100;  // in a row
 
 struct Pass {
-    bool refused = false;  // by an entry that can't be removed
+    bool refused = false;  // by an entry that can't be removed, or a directory that can't be listed
     bool found = false;    // an entry at all
+    bool removed = false;  // one of them
 };
 
 bool IsAnotherKindNow(int error) {
@@ -30,11 +31,12 @@ bool IsAnotherKindNow(int error) {
            error == EEXIST;
 }
 
-// What was added, or became another kind of entry since it was listed, is left to the next pass.
+// What was added, or became another kind of entry since it was listed, is left to the next pass,
+// and so is what a signal breaks off.
 void Remove(const DirectoryDescent& descent, int flags, Pass& pass) {
-    const int result = AgainAfterSignal(
-        [&] { return ::unlinkat(descent.directory().get(), descent.name(), flags); });
-    if (result != 0 && errno != ENOENT && !IsAnotherKindNow(errno))
+    if (::unlinkat(descent.directory().get(), descent.name(), flags) == 0)
+        pass.removed = true;
+    else if (errno != ENOENT && errno != EINTR && !IsAnotherKindNow(errno))
         pass.refused = true;
 }
 
@@ -54,6 +56,7 @@ Pass RemoveOnce(const UniqueFD& directory) {
                     pass.refused = true;
             }
         }
+        pass.refused |= descent.Missed();
         if (pass.refused || !descent.Leave())
             return pass;
         Remove(descent, AT_REMOVEDIR, pass);
@@ -73,12 +76,16 @@ std::string_view EntryOf(std::string_view path) {
 }  // namespace
 
 bool RemoveFilesInDirectory(const UniqueFD& directory) {
-    for (int i = 0; i < kMaxPasses; ++i) {
+    if (!directory.is_valid())
+        return true;
+    int in_vain = 0;
+    for (int i = 0; i < kMaxPasses && in_vain < kMaxPassesInVain; ++i) {
         const Pass pass = RemoveOnce(directory);
         if (pass.refused)
             return false;
         if (!pass.found)
             return true;
+        in_vain = pass.removed ? 0 : in_vain + 1;
     }
     return false;
 }
