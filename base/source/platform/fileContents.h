@@ -23,11 +23,11 @@ void UnmapContents(uint8* view, uint64 size);
 /// Makes sure that there is space for `size` bytes, not 0: a shorter file is extended with zeros.
 bool ReserveContents(FileHandle file, uint64 size);
 
-/// Writes from the beginning of the file on, from the first byte to the last, and leaves what lies
-/// behind. Memory at `data` that can't be read is a failure.
-bool WriteContents(FileHandle file, const uint8* data, uint64 size);
+/// Writes from `offset` of the file on, from the first byte to the last, and leaves what lies
+/// before and behind. Memory at `data` that can't be read is a failure.
+bool WriteContents(FileHandle file, uint64 offset, const uint8* data, uint64 size);
 
-/// Waits until contents and size of the file are on the disk.
+/// Waits until contents and size of the file are on the disk, or of a directory, the names in it.
 bool SyncContents(FileHandle file);
 
 }  // namespace kiv::platform

@@ -22,8 +22,9 @@ enum class Durability { Cached, Synced };
 class FileReplacement {
 public:
     /// Makes an empty file beside `place`. It has the permissions of the plain file that is there,
-    /// or those of any new file. A link there is replaced itself; what is neither, and a file that
-    /// may not be written to, is not replaced.
+    /// and its owner as far as this process may give files away, or those of any new file. A link
+    /// there is replaced itself; what is neither, and a file that may not be written to, is not
+    /// replaced.
     explicit FileReplacement(FilePlace place);
     /// Removes the file unless it was committed.
     ~FileReplacement();
@@ -34,7 +35,8 @@ public:
     const UniqueFD& file() const { return file_; }
     /// Closes the file and gives it its place. If that fails, what is there stays as it was, and so
     /// it does with `Keep` if anything is there. Synced, a crash of the system afterwards does not
-    /// undo it: then it can also fail at the last, with the new file in its place.
+    /// undo it. That takes the right to read the directory, and if the disk fails at the last, the
+    /// commit fails with the new file in its place.
     bool Commit(Existing existing, Durability durability);
 
 private:

@@ -152,7 +152,7 @@ bool WriteAtomically(const UniqueFD& base, const char* name, const Mapping& data
         return false;
     const uint64 size = data.GetSize();
     const bool written = size != 0 && platform::ReserveContents(file.get(), size) &&
-                         platform::WriteContents(file.get(), data.GetMapping(), size);
+                         platform::WriteContents(file.get(), 0, data.GetMapping(), size);
     // Cut only now, because `data` may lie in what is cut off. A failure leaves no zeros behind.
     return TruncateFile(file, written || size == 0 ? size : *oldSize) && written &&
            platform::SyncContents(file.get());
@@ -162,7 +162,7 @@ bool ReplaceFile(const UniqueFD& base, const char* name, const Mapping& data) {
     platform::FileReplacement replacement(platform::PlaceOf(base, name));
     const UniqueFD& file = replacement.file();
     return file.is_valid() &&
-           platform::WriteContents(file.get(), data.GetMapping(), data.GetSize()) &&
+           platform::WriteContents(file.get(), 0, data.GetMapping(), data.GetSize()) &&
            replacement.Commit(platform::Existing::Replace, platform::Durability::Synced);
 }
 

@@ -93,6 +93,34 @@ TEST(MoveFileOrDirectoryTest, NeverReplaces) {
         }));
 }
 
+TEST(MoveFileOrDirectoryTest, LeavesBothSidesAsTheyWereIfItBreaksOff) {
+    struct Case {
+        const char* name;
+        mode_t from, to;
+        bool moves;
+    };
+    const Case cases[] = {{"nothing in the way", 0777, 0777, true},
+                          {"the source stays", 0555, 0777, false},
+                          {"nobody could sync the target", 0777, 0333, false}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const ScopedTemporaryDirectory folder;
+        const UniqueFD from = OpenDirectory(folder.fd, "from", true, FilePermission::Read);
+        const UniqueFD to = OpenDirectory(folder.fd, "to", true, FilePermission::Read);
+        WriteFile(folder.path + "/from/a", "A");
+        ASSERT_EQ(::fchmod(folder.fd.get(), 0755), 0);
+        ASSERT_EQ(::fchmod(from.get(), c.from) + ::fchmod(to.get(), c.to), 0);
+        EXPECT_TRUE(PassesInChild([&] {
+            RefuseCalls({{SYS_renameat2, EXDEV, true}});
+            ASSERT_TRUE(::geteuid() != 0 || ::seteuid(65534) == 0);
+            EXPECT_EQ(Move(folder.path + "/from/a", folder.path + "/to/a"), c.moves);
+        }));
+        ASSERT_EQ(::fchmod(from.get(), 0700) + ::fchmod(to.get(), 0700), 0);
+        EXPECT_EQ(NamesIn(from).size(), c.moves ? 0u : 1u);
+        EXPECT_EQ(NamesIn(to).size(), c.moves ? 1u : 0u);
+    }
+}
+
 void ExpectCopies() {
     const ScopedTemporaryDirectory folder;
     const std::string in = folder.path + '/';
@@ -114,8 +142,15 @@ void ExpectCopies() {
     }
     EXPECT_TRUE(Copy("/proc/self/status", in + "b"));  // its size is said to be 0
     EXPECT_THAT(ReadFile(in + "b"), ::testing::HasSubstr("Pid:"));
+    const UniqueFD sparse = OpenFile(folder.fd, "sparse", true, FilePermission::Write);
+    for (const off_t offset : {0, 1'000'000})
+        ASSERT_EQ(::pwrite(sparse.get(), "x", 1, offset), 1);
+    ASSERT_TRUE(TruncateFile(sparse, 2'000'000));
+    EXPECT_TRUE(Copy(in + "sparse", in + "made"));
+    EXPECT_TRUE(ReadFile(in + "made") == ReadFile(in + "sparse"));
+    EXPECT_LT(StatusOf(in + "made").st_blocks, StatusOf(in + "sparse").st_blocks + 100);
     EXPECT_THAT(NamesIn(folder.fd),
-                ElementsAre("a", "b", "made", "new", "toB", "toMissing", "toToB"));
+                ElementsAre("a", "b", "made", "new", "sparse", "toB", "toMissing", "toToB"));
 }
 
 TEST(CopyFileUtf8Test, PutsTheCopyInPlaceOfWhatIsThere) {
@@ -130,6 +165,26 @@ TEST(CopyFileUtf8Test, PutsTheCopyInPlaceOfWhatIsThere) {
             RefuseCalls(c.refused);
             ExpectCopies();
         }));
+}
+
+TEST(CopyFileUtf8Test, FollowsTheLinksThatOpeningFollows) {
+    const ScopedTemporaryDirectory folder;
+    // Of a folder for all, a link that somebody else laid out may not be followed.
+    ASSERT_EQ(::fchmod(folder.fd.get(), 01777), 0);
+    EXPECT_TRUE(PassesInChild([&] {
+        ASSERT_EQ(::chdir(folder.path.c_str()), 0);
+        WriteFile("a", "A");
+        WriteFile("0", "");
+        for (int i = 1; i <= 41; ++i)
+            ASSERT_EQ(::symlink(std::to_string(i - 1).c_str(), std::to_string(i).c_str()), 0);
+        ASSERT_EQ(::symlink("0", "foreign"), 0);
+        ASSERT_TRUE(::geteuid() != 0 || ::lchown("foreign", 65534, 65534) == 0);
+        EXPECT_TRUE(Copy("a", "39"));
+        for (const char* name : {"40", "41", "foreign"})
+            EXPECT_EQ(Copy("a", name), OpenFile(name, false, FilePermission::Write).is_valid())
+                << name;
+        EXPECT_EQ(ReadFile("0"), "A");
+    }));
 }
 
 TEST(CopyFileUtf8Test, LeavesWhatItCannotCopyOrReplace) {
@@ -168,6 +223,8 @@ TEST(CopyFileUtf8Test, LeavesWhatItCannotCopyOrReplace) {
     EXPECT_TRUE(PassesInChild([&] {
         ASSERT_TRUE(::geteuid() != 0 || ::seteuid(65534) == 0);
         EXPECT_FALSE(Copy(in + "a", in + "b"));
+        EXPECT_TRUE(Copy(in + "a", in + "new"));
+        EXPECT_TRUE(UnlinkFile(folder.fd, "new"));
     }));
 
     EXPECT_EQ(ReadFile(in + "a"), "A");

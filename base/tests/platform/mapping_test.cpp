@@ -216,12 +216,16 @@ TEST_F(MappingTest, ReplaceFileLeavesTheOldFileToItsReaders) {
     WriteText("file", "old contents");
     ASSERT_EQ(::chmod(PathOf("file").c_str(), 0640), 0);
     ASSERT_EQ(::link(PathOf("file").c_str(), PathOf("other").c_str()), 0);
+    ASSERT_TRUE(::geteuid() != 0 || ::chown(PathOf("file").c_str(), 65534, 65533) == 0);
+    const struct stat old = StatusOf("file");
     const auto reader = FileMapping::CreateReadOnly(PathOf("file"));
     ASSERT_NE(reader, nullptr);
 
     EXPECT_TRUE(ReplaceFile(folder_.fd, "file", DataMapping("new"s)));
     EXPECT_EQ(ReadText("file"), "new");
     EXPECT_EQ(StatusOf("file").st_mode & 07777, 0640u);
+    EXPECT_EQ(StatusOf("file").st_uid, old.st_uid);
+    EXPECT_EQ(StatusOf("file").st_gid, old.st_gid);
     EXPECT_EQ(TextOf(*reader), "old contents");
     EXPECT_EQ(ReadText("other"), "old contents");
 
@@ -235,6 +239,20 @@ TEST_F(MappingTest, ReplaceFileLeavesTheOldFileToItsReaders) {
     EXPECT_TRUE(S_ISREG(StatusOf("link").st_mode));
     EXPECT_EQ(ReadText("other"), "old contents");
     EXPECT_EQ(testing::NamesIn(folder_.fd).size(), 4u);
+}
+
+TEST_F(MappingTest, ReplaceFileRefusesAFolderThatNobodyCanSync) {
+    WriteText("file", "old");
+    ASSERT_EQ(::chmod(PathOf("file").c_str(), 0666), 0);
+    for (const mode_t mode : {0333, 0777}) {
+        ASSERT_EQ(::fchmod(folder_.fd.get(), mode), 0);
+        EXPECT_TRUE(testing::PassesInChild([&] {
+            ASSERT_TRUE(::geteuid() != 0 || ::seteuid(65534) == 0);
+            EXPECT_EQ(ReplaceFile(folder_.fd, "file", DataMapping("new"s)), mode == 0777);
+        }));
+        EXPECT_EQ(ReadText("file"), mode == 0777 ? "new" : "old");
+        EXPECT_EQ(testing::NamesIn(folder_.fd).size(), 1u);
+    }
 }
 
 TEST_F(MappingTest, ReadersSeeTheOldOrTheNewContents) {

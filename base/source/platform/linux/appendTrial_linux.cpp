@@ -4,9 +4,7 @@
 namespace kiv::platform {
 
 std::error_code TryToAppend(const char* name) {
-    constexpr mode_t kNewFile = 0666;
-    const UniqueFD file =
-        OpenAt(AT_FDCWD, name, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK, kNewFile);
+    const UniqueFD file = OpenAt(AT_FDCWD, name, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK);
     return file.is_valid() ? std::error_code() : std::error_code(errno, std::generic_category());
 }
 

@@ -1,6 +1,5 @@
 #include <cerrno>
 #include <cstdio>
-#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>

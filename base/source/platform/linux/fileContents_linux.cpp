@@ -49,10 +49,11 @@ bool ReserveContents(FileHandle file, uint64 size) {
     return error == 0;
 }
 
-bool WriteContents(FileHandle file, const uint8* data, uint64 size) {
+bool WriteContents(FileHandle file, uint64 offset, const uint8* data, uint64 size) {
     for (uint64 done = 0; done < size;) {
-        const ssize_t count = AgainAfterSignal(
-            [=] { return ::pwrite(file, data + done, size - done, static_cast<off_t>(done)); });
+        const auto at = static_cast<off_t>(offset + done);
+        const ssize_t count =
+            AgainAfterSignal([=] { return ::pwrite(file, data + done, size - done, at); });
         if (count <= 0)
             return false;
         done += static_cast<uint64>(count);

@@ -1,7 +1,9 @@
+#include <cerrno>
 #include <climits>
 #include <string_view>
 #include <utility>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/filePlace.h"
@@ -34,12 +36,18 @@ FilePlace PlaceOf(const char* path) {
 
 FilePlace PlaceBehindLinks(const char* path) {
     FilePlace place = PlaceOf(path);
-    for (int links = 0; place.directory.is_valid() && links < kMaxLinks; ++links) {
+    for (int links = 0; place.directory.is_valid() && links <= kMaxLinks; ++links) {
         char target[PATH_MAX];
         const ssize_t size =
             ::readlinkat(place.directory.get(), place.name.c_str(), target, sizeof(target));
         if (size < 0)
             return errno == EINVAL || errno == ENOENT ? std::move(place) : FilePlace();
+        // The kernel may refuse to follow a link, such as one that somebody else put into a folder
+        // for all; then nobody follows it here.
+        struct stat status;
+        if (::fstatat(place.directory.get(), place.name.c_str(), &status, 0) != 0 &&
+            errno != ENOENT)
+            return FilePlace();
         place = PlaceAt(place.directory.get(),
                         std::string_view(target, static_cast<std::size_t>(size)));
     }

@@ -1,9 +1,11 @@
+#include <cerrno>
 #include <cstdio>
 #include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/fileContents.h"
 #include "platform/fileReplacement.h"
 #include "platform/linux/exclusiveRename.h"
 #include "platform/linux/openAt.h"
@@ -12,23 +14,20 @@
 namespace kiv::platform {
 namespace {
 
-constexpr mode_t kNewFile = 0666;
-constexpr mode_t kPermissions = 0777;
-
-bool Sync(const UniqueFD& file) {
-    return AgainAfterSignal([&] { return ::fsync(file.get()); }) == 0;
-}
-
 // A file system that keeps no directories to be synced says that the call is not for them.
 bool SyncDirectory(const UniqueFD& directory) {
-    const UniqueFD readable = OpenAt(directory.get(), ".", O_RDONLY | O_DIRECTORY);
-    return readable.is_valid() && (Sync(readable) || errno == EINVAL);
+    return SyncContents(directory.get()) || errno == EINVAL;
 }
 
 // Some file systems tell only now that what was written found no room.
 bool Close(UniqueFD& file) {
     internal::oslinux::UniqueFDTraits::RemoveCacheEntry(file.get());
     return ::close(file.release()) == 0 || errno == EINTR;
+}
+
+// What the process may not give away stays its own.
+bool GiveTo(uid_t owner, gid_t group, const UniqueFD& file) {
+    return ::fchown(file.get(), owner, group) == 0 || ::fchown(file.get(), uid_t(-1), group) == 0;
 }
 
 // To rename over a file takes no permission to write to it: whoever took that away means this too.
@@ -57,7 +56,10 @@ FileReplacement::FileReplacement(FilePlace place) : place_(std::move(place)) {
     if (!file_.is_valid())
         return;
     temporary_name_ = std::move(name);
-    if (replaces && ::fchmod(file_.get(), mode) != 0)
+    if (!replaces)
+        return;
+    GiveTo(status.st_uid, status.st_gid, file_);
+    if (::fchmod(file_.get(), mode) != 0)
         file_.reset();
 }
 
@@ -68,9 +70,14 @@ FileReplacement::~FileReplacement() {
 
 bool FileReplacement::Commit(Existing existing, Durability durability) {
     const bool synced = durability == Durability::Synced;
-    if (!file_.is_valid() || (synced && !Sync(file_)) || !Close(file_))
-        return false;
     const int directory = place_.directory.get();
+    // Before the rename: who may not read the folder can't sync it, which is no surprise for later.
+    UniqueFD folder;
+    if (synced)
+        folder = OpenAt(directory, ".", O_RDONLY | O_DIRECTORY);
+    if (!file_.is_valid() || (synced && !(folder.is_valid() && SyncContents(file_.get()))) ||
+        !Close(file_))
+        return false;
     const char* const from = temporary_name_.c_str();
     const char* const to = place_.name.c_str();
     const bool renamed = existing == Existing::Replace
@@ -79,7 +86,7 @@ bool FileReplacement::Commit(Existing existing, Durability durability) {
     if (!renamed)
         return false;
     temporary_name_.clear();
-    return !synced || SyncDirectory(place_.directory);
+    return !synced || SyncDirectory(folder);
 }
 
 }  // namespace kiv::platform

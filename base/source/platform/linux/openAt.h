@@ -11,8 +11,14 @@
 
 namespace kiv::platform {
 
-/// Makes the call again for as long as a signal breaks it off. Not for `close`, which has let go of
-/// the descriptor by then.
+/// Of a new file, less what the mask of the process takes off.
+constexpr mode_t kNewFile = 0666;
+/// What one file takes over from another's mode: not the bits that let a program run as its owner.
+constexpr mode_t kPermissions = 0777;
+
+/// Makes the call again for as long as a signal breaks it off. Only for what can be repeated: not
+/// for `close`, which has let go of the descriptor by then, and not for `unlinkat`, whose name may
+/// be gone by then, or be another file's.
 template <class Call>
 auto AgainAfterSignal(Call call) {
     auto result = call();
@@ -32,8 +38,8 @@ inline const char* PathBelow(const char* path) {
     return *path == '\0' ? "." : path;
 }
 
-/// `errno` says why the result is invalid.
-inline UniqueFD OpenAt(int directory, const char* path, int flags, mode_t mode = 0) {
+/// `errno` says why the result is invalid. The mode is that of a file that it makes.
+inline UniqueFD OpenAt(int directory, const char* path, int flags, mode_t mode = kNewFile) {
     return UniqueFD(AgainAfterSignal(
         [=] { return ::openat(directory, path, flags | O_CLOEXEC | O_NOCTTY, mode); }));
 }

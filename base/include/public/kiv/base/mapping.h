@@ -188,11 +188,13 @@ KIV_BASE_API bool WriteAtomically(const UniqueFD& base, const char* name, const 
 /// Puts a file with `data` in place of the one at `name`, or makes one. Whoever opens the name,
 /// also after a crash of the system, finds the old contents or the new ones and nothing else, and
 /// who has the old file open or mapped keeps it. The new file has the permission bits of the old
-/// one, and belongs to this process's user. A link at `name` is replaced itself, and not followed.
+/// one, and its owner as far as this process may give files away. A link at `name` is replaced
+/// itself, and not followed.
 ///
 /// False if that fails, with the old file in its place; only if the disk can't confirm the very
-/// last step, it may be the new one. Also if `name` is null or empty, or has neither a plain file
-/// nor a link, or a file that may not be written to.
+/// last step, the new one is there, and a crash may bring back the old one. Also if the directory
+/// may not be read, because then it can't be synced, and if `name` is null or empty, or has neither
+/// a plain file nor a link, or a file that may not be written to.
 KIV_BASE_API bool ReplaceFile(const UniqueFD& base, const char* name, const Mapping& data);
 
 }  // namespace kiv
