@@ -105,10 +105,12 @@ TEST(FileTest, HandlesWaitLaterAndStayInThisProcess) {
     const ScopedTemporaryDirectory folder;
     ASSERT_EQ(::mkfifo((folder.path + "/pipe").c_str(), 0600), 0);
     const UniqueFD pipe = OpenFileReadOnly(folder.fd, "pipe");
-    EXPECT_EQ(::fcntl(pipe.get(), F_GETFL) & O_NONBLOCK, 0);
+    const UniqueFD file = OpenFile(folder.fd, "file", true, FilePermission::Write);
     const UniqueFD second = Duplicate(pipe.get());
-    for (const UniqueFD* handle : {&pipe, &second, &folder.fd})
+    for (const UniqueFD* handle : {&pipe, &file, &second, &folder.fd}) {
+        EXPECT_EQ(::fcntl(handle->get(), F_GETFL) & O_NONBLOCK, 0);
         EXPECT_EQ(::fcntl(handle->get(), F_GETFD), FD_CLOEXEC);
+    }
     EXPECT_NE(second.get(), pipe.get());
     EXPECT_FALSE(Duplicate(-1).is_valid());
     EXPECT_FALSE(Duplicate(AT_FDCWD).is_valid());

@@ -15,7 +15,6 @@ using platform::PathBelow;
 
 namespace {
 
-constexpr mode_t kNewFile = 0666;
 constexpr mode_t kNewDirectory = 0777;
 
 int AccessOf(FilePermission permission) {
@@ -29,24 +28,22 @@ int AccessOf(FilePermission permission) {
     }
 }
 
-// A pipe without another end would hold up the open, so that is told not to wait; what waits in
-// reading and writing is told so afterwards. A plain file is not asked a second time.
-bool WaitsFromNowOn(int file, const struct stat& status) {
-    if (S_ISREG(status.st_mode))
-        return true;
-    const int flags = ::fcntl(file, F_GETFL);
-    return flags != -1 && ::fcntl(file, F_SETFL, flags & ~O_NONBLOCK) != -1;
+bool IsPlainFile(int directory, const char* path) {
+    struct stat status;
+    return ::fstatat(directory, path, &status, 0) == 0 && S_ISREG(status.st_mode);
 }
 
+// A pipe without another end would hold up the open, so that is told not to wait. Reading and
+// writing wait: a handle keeps none of the flags that can be set later.
 UniqueFD OpenFileAt(int directory, const char* path, bool create, FilePermission permission) {
     const int flags = AccessOf(permission) | (create ? O_CREAT : 0);
-    UniqueFD file = OpenAt(directory, path, flags | O_NONBLOCK, kNewFile);
+    UniqueFD file = OpenAt(directory, path, flags | O_NONBLOCK);
     // Another process holds a lease on this plain file, and is given the time to let go of it.
-    if (!file.is_valid() && errno == EWOULDBLOCK)
-        file = OpenAt(directory, path, flags, kNewFile);
+    if (!file.is_valid() && errno == EWOULDBLOCK && IsPlainFile(directory, path))
+        file = OpenAt(directory, path, flags);
     struct stat status;
     if (!file.is_valid() || ::fstat(file.get(), &status) != 0 || S_ISDIR(status.st_mode) ||
-        !WaitsFromNowOn(file.get(), status))
+        ::fcntl(file.get(), F_SETFL, 0) != 0)
         return UniqueFD();
     return file;
 }
@@ -60,10 +57,6 @@ UniqueFD OpenDirectoryAt(int directory, const char* path, bool create) {
 
 bool IsDirectoryMode(int result, const struct stat& status) {
     return result == 0 && S_ISDIR(status.st_mode);
-}
-
-bool UnlinkAt(int directory, const char* path, int flags) {
-    return AgainAfterSignal([=] { return ::unlinkat(directory, path, flags); }) == 0;
 }
 
 }  // namespace
@@ -129,19 +122,19 @@ bool TruncateFile(const UniqueFD& file, uint64 size) {
 }
 
 bool UnlinkFile(const char* path) {
-    return path != nullptr && UnlinkAt(AT_FDCWD, path, 0);
+    return path != nullptr && ::unlinkat(AT_FDCWD, path, 0) == 0;
 }
 
 bool UnlinkFile(const UniqueFD& base, const char* path) {
-    return path != nullptr && UnlinkAt(DirectoryOf(base), path, 0);
+    return path != nullptr && ::unlinkat(DirectoryOf(base), path, 0) == 0;
 }
 
 bool UnlinkDirectory(const char* path) {
-    return path != nullptr && UnlinkAt(AT_FDCWD, path, AT_REMOVEDIR);
+    return path != nullptr && ::unlinkat(AT_FDCWD, path, AT_REMOVEDIR) == 0;
 }
 
 bool UnlinkDirectory(const UniqueFD& base, const char* path) {
-    return path != nullptr && UnlinkAt(DirectoryOf(base), path, AT_REMOVEDIR);
+    return path != nullptr && ::unlinkat(DirectoryOf(base), path, AT_REMOVEDIR) == 0;
 }
 
 }  // namespace kiv

@@ -7,14 +7,16 @@
 //         return UnlinkFile(directory, name.c_str());
 //     });
 //
-// A `base` is a valid handle of a directory, and `path` is relative to it unless it is absolute. On
-// Linux a path is bytes: a name that is not valid UTF-8 works like any other, and the empty path
-// is `base` itself.
+// A `base` is a valid handle of a directory, and `path` is relative to it unless it is absolute;
+// without a base, to the working directory. On Linux a path is bytes: a name that is not valid
+// UTF-8 works like any other. To open and to inquire, the empty path below a base is the base
+// itself; all else refuses it. Whatever is made has the permissions that the process's mask leaves.
 //
 // Every operation reports by its result, an invalid `UniqueFD`, false or an empty string, and logs
-// nothing. All may be called from any thread: nothing is locked, and a walk sees what the system
-// shows of changes that are made meanwhile. What is in a file is read through mapping.h, or by the
-// system's own calls on the handle.
+// nothing. Walking and removal also raise `std::bad_alloc` where memory runs out. All may be called
+// from any thread: nothing is locked, and a walk sees what the system shows of changes that are
+// made meanwhile. What is in a file is read through mapping.h, or by the system's own calls on the
+// handle.
 #ifndef KIV_BASE_FILE_H_
 #define KIV_BASE_FILE_H_
 
@@ -74,8 +76,8 @@ using FileVisitor = std::function<bool(const UniqueFD& directory, const std::str
 // Opening: an invalid `UniqueFD` if that fails, and for a null path.
 
 /// A file, or whatever else can be opened, but no directory. With `create` a missing file is made;
-/// one that exists is not truncated. An empty `path` without a base is refused. A pipe that nobody
-/// holds the other end of does not block.
+/// one that exists is not truncated. An empty `path` without a base is refused. Nobody waits for
+/// the other end of a pipe: without a reader it can't be opened for `Write`.
 [[nodiscard]] KIV_BASE_API UniqueFD OpenFile(const char* path, bool create,
                                              FilePermission permission);
 [[nodiscard]] KIV_BASE_API UniqueFD OpenFile(const UniqueFD& base, const char* path, bool create,
@@ -90,7 +92,7 @@ using FileVisitor = std::function<bool(const UniqueFD& directory, const std::str
                                                   bool create, FilePermission permission);
 [[nodiscard]] KIV_BASE_API UniqueFD OpenDirectoryReadOnly(const UniqueFD& base, const char* path);
 
-/// A second handle of the same open file, with the same access and position.
+/// A second handle of the same open file, with the same access. Both have one position, also later.
 [[nodiscard]] KIV_BASE_API UniqueFD Duplicate(FileHandle handle);
 
 /// Makes what is missing of `components`, each in the one before and the first in `base`, and opens
@@ -111,7 +113,8 @@ KIV_BASE_API bool IsFile(const std::string& path);
 
 // Changes: true on success.
 
-/// Cuts the file, or extends it with zeros, to `size` bytes. `file` is open for writing.
+/// Cuts the file, or extends it with zeros, to `size` bytes. `file` is open for writing; its
+/// position stays, even beyond the new end.
 KIV_BASE_API bool TruncateFile(const UniqueFD& file, uint64 size);
 /// Removes a name that is no directory's; of a link, the link.
 KIV_BASE_API bool UnlinkFile(const char* path);
@@ -119,21 +122,28 @@ KIV_BASE_API bool UnlinkFile(const UniqueFD& base, const char* path);
 /// Removes an empty directory.
 KIV_BASE_API bool UnlinkDirectory(const char* path);
 KIV_BASE_API bool UnlinkDirectory(const UniqueFD& base, const char* path);
-/// Renames, and never replaces what is at `to`. To another file system a plain file is copied and
-/// then removed; a directory can't go there. Null counts as empty.
+/// Renames, and never replaces what is at `to`. To another file system only a plain file can go: it
+/// is copied, with its permission bits and times, and then removed. Its owner, extended attributes
+/// and other names stay behind, and whoever has it open keeps the old one. If somebody changes it
+/// meanwhile, or it can't be removed, the copy goes and it stays. Null counts as empty.
 KIV_BASE_API bool MoveFileOrDirectory(const char* from, const char* to);
 /// Copies contents and permission bits of a plain file, in place of the plain file at `to` if there
-/// is one. If it fails, what was at `to` stays as it was; a file is not copied onto itself.
+/// is one, which takes the right to make files beside it; the copy belongs to the owner of that
+/// file, as far as this process may give files away. Holes stay holes. If it fails, what was at
+/// `to` stays as it was; a file is not copied onto itself.
 KIV_BASE_API bool CopyFileUtf8(const char* from, const char* to);
 /// Removes all that is below `directory`, depth first, and stops at the first entry that can't be
 /// removed. Links are removed and never followed, what vanishes meanwhile counts as removed, and a
-/// tree may be deeper than descriptors or paths allow.
+/// tree may be deeper than descriptors or paths allow. What is mounted in the tree is emptied, too.
+/// True for an invalid handle; false for what can't be listed, because it may not be empty.
 KIV_BASE_API bool RemoveFilesInDirectory(const UniqueFD& directory);
-/// The same, and then the directory `name` itself, which must not be a link.
+/// The same, and then the directory `name` itself, which must not be a link. Links in front of its
+/// last part are followed.
 KIV_BASE_API bool RemoveDirectoryRecursively(const UniqueFD& base, const char* name);
 
 // Walking, in the order of the system, without "." and "..". An empty visitor raises
-// `std::bad_function_call` at the first entry.
+// `std::bad_function_call` at the first entry. Walks of one handle don't disturb each other, except
+// where nobody may enter the directory any more.
 
 /// False if the visitor ended the walk; true at its end, and for what can't be listed.
 KIV_BASE_API bool VisitFiles(const UniqueFD& directory, const FileVisitor& visitor);
