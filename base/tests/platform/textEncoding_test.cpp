@@ -66,8 +66,7 @@ const char* const kBadUtf8[] = {
     "\xE4\xB8",          //
     "\xF0\x9F\x9A",      //
     "\xC3z",             // broken off
-    "\xC3"
-    "zzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzz\xA9",
+    "\xC3zzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzz\xA9",
     "\xE4\xB8z",      //
     "\xE4\xC3\xA9",   //
     "\xF0\x9F\x9Az",  //
