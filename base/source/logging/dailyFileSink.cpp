@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <system_error>
 #include <vector>
 
 #include <spdlog/details/os.h>
 
 #include "logging/logClock.h"
-#include "platform/appendTrial.h"
+#include "platform/appendedFile.h"
 
 namespace kiv {
 namespace detail {
@@ -28,6 +29,16 @@ milliseconds PauseAfter(int failures) {
     return failures < 2 ? milliseconds(0) : milliseconds(125) * (1 << (failures - 2));
 }
 
+spdlog::file_event_handlers KeptFromChildren(spdlog::file_event_handlers handlers) {
+    handlers.after_open = [after = std::move(handlers.after_open)](const spdlog::filename_t& name,
+                                                                   std::FILE* file) {
+        platform::KeepFromChildren(file);
+        if (after)
+            after(name, file);
+    };
+    return handlers;
+}
+
 template <class Queue>
 bool Contains(const Queue& names, const std::string& name) {
     for (std::size_t i = 0; i < names.size(); ++i) {
@@ -45,7 +56,7 @@ DailyFiles::DailyFiles(std::string baseFilename, int rotationHour, int rotationM
     : baseFilename_(std::move(baseFilename)),
       rotationHour_(rotationHour),
       rotationMinute_(rotationMinute),
-      fileHelper_(handlers),
+      fileHelper_(KeptFromChildren(handlers)),
       truncate_(truncate),
       maxFiles_(maxFiles),
       nameOfDay_(nameOfDay) {
@@ -60,12 +71,10 @@ DailyFiles::~DailyFiles() = default;
 
 void DailyFiles::Write(const spdlog::details::log_msg& msg, spdlog::formatter& formatter) {
     const bool due = msg.time >= nextRotation_;
-    bool rotated = false;
-    std::string failure;
-    if (due || !fileOpened_) {
-        const bool opened = _Open(nameOfDay_(baseFilename_, LocalTime(msg.time)), &failure);
-        rotated = due && opened;
-    }
+    std::exception_ptr failure;
+    const bool opened = (due || !fileOpened_) && !_Pauses() &&
+                        _Open(nameOfDay_(baseFilename_, LocalTime(msg.time)), &failure);
+    const bool rotated = due && opened;
     if (rotated)
         nextRotation_ = next_rotation_tp_();
 
@@ -75,8 +84,8 @@ void DailyFiles::Write(const spdlog::details::log_msg& msg, spdlog::formatter& f
         fileHelper_.write(line);
     }
     // What may throw comes behind the write, so that the message itself is not lost.
-    if (!failure.empty())
-        throw spdlog::spdlog_ex(failure);
+    if (failure)
+        std::rethrow_exception(failure);
     if (rotated && maxFiles_ != 0)
         delete_old_();
 }
@@ -91,29 +100,33 @@ std::string DailyFiles::OpenFilename() const {
     return fileOpened_ ? fileHelper_.filename() : std::string();
 }
 
-// True if the file is open now. If it is not, the one before still is, and `failure` tells why
-// where that has not been said already.
-bool DailyFiles::_Open(const std::string& name, std::string* failure) {
+// Whether the last failure is so recent that no attempt is made.
+bool DailyFiles::_Pauses() const {
+    if (failures_ == 0)
+        return false;
     const LogTime now = Now();
     // A clock that was set back ends the pause: it could last for years otherwise.
-    if (failures_ != 0 && now >= lastFailure_ && now < lastFailure_ + PauseAfter(failures_))
-        return false;
-
-    std::string error = _OpenNow(name);
-    if (error.empty()) {
-        failures_ = 0;
-        return true;
-    }
-    lastFailure_ = now;
-    if (failures_ == 0)
-        *failure = std::move(error);
-    failures_ = std::min(failures_ + 1, kMostFailures);
-    return false;
+    return now >= lastFailure_ && now < lastFailure_ + PauseAfter(failures_);
 }
 
-// Empty if the file is open now, else the reason. spdlog closes the file before, and then tries for
-// 50 ms to open the new one: only what can be opened gets that far.
-std::string DailyFiles::_OpenNow(const std::string& name) {
+// True if the file is open now. `failure` tells why it isn't, where that has not been said already.
+bool DailyFiles::_Open(const std::string& name, std::exception_ptr* failure) {
+    try {
+        _OpenNow(name);
+    } catch (const std::exception&) {
+        if (failures_ == 0)
+            *failure = std::current_exception();
+        failures_ = std::min(failures_ + 1, kMostFailures);
+        lastFailure_ = Now();
+        return false;
+    }
+    failures_ = 0;
+    return true;
+}
+
+// spdlog closes the file before, and then tries for 50 ms to open the new one: only what can be
+// opened gets that far, and the file before stays open in place of any other.
+void DailyFiles::_OpenNow(const std::string& name) {
     std::error_code error = std::make_error_code(std::errc::invalid_argument);
     // The system would end the name at a null character, and write to another file.
     if (name.find('\0') == name.npos) {
@@ -121,25 +134,24 @@ std::string DailyFiles::_OpenNow(const std::string& name) {
         error = platform::TryToAppend(name.c_str());
     }
     if (error)
-        return "Failed opening file " + name + " for writing: " + error.message();
+        throw spdlog::spdlog_ex("Failed opening file " + name + " for writing: " + error.message());
 
     // After a change of the clock a rotation may lead to the file that is being written.
     const bool same = fileOpened_ && name == fileHelper_.filename();
     fileOpened_ = false;
-    try {
-        fileHelper_.open(name, truncate_ && !same);
-    } catch (const spdlog::spdlog_ex& failure) {
-        return failure.what();
-    }
+    fileHelper_.open(name, truncate_ && !same);
     fileOpened_ = true;
-    return {};
 }
 
 LogTime DailyFiles::next_rotation_tp_() const {
     const LogTime now = Now();
     const std::tm today = LocalTime(now);
-    const LogTime rotation = TimeOfDay(today, 0, rotationHour_, rotationMinute_);
-    return rotation > now ? rotation : TimeOfDay(today, 1, rotationHour_, rotationMinute_);
+    int daysLater = 0;
+    LogTime rotation = TimeOfDay(today, 0, rotationHour_, rotationMinute_);
+    // Two days, where the clock was set back over midnight: tomorrow's first one is over then.
+    while (rotation <= now && daysLater < 2)
+        rotation = TimeOfDay(today, ++daysLater, rotationHour_, rotationMinute_);
+    return rotation;
 }
 
 void DailyFiles::init_filenames_q_() {
@@ -147,7 +159,7 @@ void DailyFiles::init_filenames_q_() {
     const std::tm today = LocalTime(Now());
     std::vector<std::string> found;
     while (found.size() < maxFiles_) {
-        // At noon, a time that every day has.
+        // At noon, a time that nearly every day has.
         const LogTime day = TimeOfDay(today, -static_cast<int>(found.size()), 12, 0);
         std::string name = nameOfDay_(baseFilename_, LocalTime(day));
         if (!spdlog::details::os::path_exists(name))

@@ -7,9 +7,11 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -35,7 +37,7 @@ class DailyFileSinkTest : public ::testing::Test {
 protected:
     void Build(unsigned short maxFiles = 0, bool truncate = false) {
         sink_ = std::make_shared<logging::FileSink>((folder_ / "app.log").string(), 0, 0, truncate,
-                                                    maxFiles, spdlog::file_event_handlers());
+                                                    maxFiles, handlers_);
         sink_->set_pattern("%v");
     }
     // What the sink throws, if it does. `ahead` is how much the message's time is ahead of the
@@ -44,7 +46,7 @@ protected:
         try {
             sink_->log(spdlog::details::log_msg(clock_.Now() + ahead, spdlog::source_loc(), "",
                                                 spdlog::level::info, text));
-        } catch (const spdlog::spdlog_ex& error) {
+        } catch (const std::exception& error) {
             return error.what();
         }
         return std::nullopt;
@@ -76,6 +78,7 @@ protected:
     FakeLogClock clock_{"2026-02-04 12:00:00"};
     ScopedTemporaryDirectory temporary_;
     fs::path folder_ = temporary_.path;
+    spdlog::file_event_handlers handlers_;
     std::shared_ptr<logging::FileSink> sink_;
 };
 
@@ -115,40 +118,48 @@ struct NightCase {
 
 TEST_F(DailyFileSinkTest, MessagesOnEitherSideOfMidnightLandInTwoFiles) {
     const NightCase cases[] = {
-        {"ordinary", "UTC", "2026-02-04 23:59:59", "2026-02-05 00:00:00"},
-        {"silent days", "UTC", "2026-02-04 23:59:59", "2026-02-09 17:00:00"},
+        {"ordinary", "UTC", "2026-02-04 12:00:00", "2026-02-05 00:00:00"},
+        {"silent days", "UTC", "2026-02-04 12:00:00", "2026-02-09 17:00:00"},
         {"23 hours", "Europe/Berlin", "2026-03-29 12:00:00", "2026-03-30 00:00:00"},
-        {"25 hours", "Europe/Berlin", "2026-10-25 23:59:59", "2026-10-26 00:00:00"},
+        // On that day a rotation 24 hours behind midnight would come at 23:00.
+        {"25 hours", "Europe/Berlin", "2026-10-25 12:00:00", "2026-10-26 00:00:00"},
         {"before the change", "Europe/Berlin", "2026-03-29 00:00:00", "2026-03-30 00:30:00"},
-        {"no midnight", "America/Havana", "2026-03-07 23:59:59", "2026-03-08 01:00:00"},
+        {"no midnight", "America/Havana", "2026-03-07 12:00:00", "2026-03-08 01:00:00"},
     };
     for (const NightCase& c : cases) {
         SCOPED_TRACE(c.name);
         folder_ = fs::path(temporary_.path) / c.name;
         FakeLogClock clock(c.before, c.zone);
+        int opened = 0;
+        handlers_.after_open = [&opened](const std::string&, std::FILE*) { ++opened; };
         Build();
 
         Log("before");
+        LogAt(std::string(c.before, sizeof "2026-02-04 " - 1) + "23:59:59", "late");
         LogAt(c.after, "after");
         Log("again");
 
         const std::string first = std::string("app_").append(c.before, 10) + ".log";
         const std::string second = std::string("app_").append(c.after, 10) + ".log";
-        EXPECT_THAT(Read(), ElementsAre(Pair(first, "before\n"), Pair(second, "after\nagain\n")));
+        EXPECT_THAT(Read(),
+                    ElementsAre(Pair(first, "before\nlate\n"), Pair(second, "after\nagain\n")));
+        EXPECT_EQ(opened, 2);
     }
 }
 
-TEST_F(DailyFileSinkTest, OnADayOf25HoursTheRotationIsAtMidnight) {
-    FakeLogClock clock("2026-10-25 12:00:00", "Europe/Berlin");
-    Build(1);
-    Log("noon");
+TEST_F(DailyFileSinkTest, WhereMidnightComesTwiceNotEachMessageIsARotation) {
+    // A minute after midnight it is 23:01 of the day before.
+    FakeLogClock clock("2010-11-06 23:30:00", "America/St_Johns");
+    clock.Advance(std::chrono::hours(1));
+    int opened = 0;
+    handlers_.after_open = [&opened](const std::string&, std::FILE*) { ++opened; };
+    Build();
 
-    LogAt("2026-10-25 23:30:00", "late");  // more than 24 hours after the midnight before
-    LogAt("2026-10-26 00:00:00", "midnight");
+    for (int message = 0; message < 3; ++message)
+        EXPECT_EQ(Log("text"), std::nullopt);
 
-    // A rotation at 23:00 would have counted the first file, and removed it now.
-    EXPECT_THAT(Read(), ElementsAre(Pair("app_2026-10-25.log", "noon\nlate\n"),
-                                    Pair("app_2026-10-26.log", "midnight\n")));
+    EXPECT_THAT(Read(), ElementsAre(Pair("app_2010-11-06.log", "text\ntext\ntext\n")));
+    EXPECT_EQ(opened, 1);
 }
 
 struct QueueCase {
@@ -263,6 +274,29 @@ TEST_F(DailyFileSinkTest, AFileThatCanNotBeOpenedIsReportedOnceAndTriedAtGrowing
     EXPECT_EQ(LogAt("2026-02-03 12:00:00", "the clock was set back"), std::nullopt);
 
     EXPECT_THAT(Read(), ElementsAre(Pair("app_2026-02-03.log", "the clock was set back\n")));
+}
+
+TEST_F(DailyFileSinkTest, HandlersGetAFileForNoChildAndMayRefuseIt) {
+    int flags = 0;
+    handlers_.after_open = [&flags](const std::string&, std::FILE* file) {
+        flags = ::fcntl(::fileno(file), F_GETFD);
+    };
+    int calls = 0;
+    handlers_.before_open = [&calls](const std::string&) {
+        if (++calls < 3)
+            throw std::runtime_error("not now");
+    };
+    Build();
+
+    EXPECT_EQ(Log("lost"), "not now");
+    EXPECT_EQ(Log("lost"), std::nullopt);
+    EXPECT_EQ(Log("within the pause"), std::nullopt);
+    EXPECT_EQ(calls, 2);
+    clock_.Advance(milliseconds(125));
+    EXPECT_EQ(Log("text"), std::nullopt);
+
+    EXPECT_THAT(Read(), ElementsAre(Pair("app_2026-02-04.log", "text\n")));
+    EXPECT_EQ(flags, FD_CLOEXEC);
 }
 
 TEST_F(DailyFileSinkTest, ARotationThatFailsGoesOnInTheFileBefore) {

@@ -1,22 +1,25 @@
 // A sink of spdlog with a file a day that, unlike spdlog's own, makes nothing until the first
 // message arrives: neither the file nor its directory.
 //
-//     using Sink = noCreatingDailyFileSink<std::mutex, spdlog::sinks::daily_filename_calculator>;
-//     auto sink = std::make_shared<Sink>("logs/app.log", 0, 0, false, 14,
-//     spdlog::file_event_handlers()); spdlog::logger logger("app", sink);  // writes
-//     "logs/app_2026-02-04.log"
+//     using Names = spdlog::sinks::daily_filename_calculator;
+//     using Sink = noCreatingDailyFileSink<std::mutex, Names>;
+//     spdlog::file_event_handlers none;
+//     auto sink = std::make_shared<Sink>("logs/app.log", 0, 0, false, 14, none);
+//     spdlog::logger logger("app", sink);  // writes "logs/app_2026-02-04.log"
 //
 // A file is named after the local date of the message that opens it. The first message at or after
 // the time of day of a rotation goes to a new file, also after days without any.
 //
 // A file that can't be opened raises `spdlog::spdlog_ex` once, and further attempts are made with
 // the next message and then at growing distances, up to 4 seconds. Until one succeeds, messages go
-// to the file before or, without one, are dropped.
+// to the file before or, without one, are dropped. An event handler that throws a `std::exception`
+// counts as such a failure. Programs that the process starts don't inherit the file.
 #ifndef KIV_BASE_DAILY_FILE_SINK_H_
 #define KIV_BASE_DAILY_FILE_SINK_H_
 
 #include <chrono>
 #include <ctime>
+#include <exception>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -48,8 +51,9 @@ protected:
     std::string OpenFilename() const;
 
 private:
-    bool _Open(const std::string& name, std::string* failure);
-    std::string _OpenNow(const std::string& name);
+    bool _Pauses() const;
+    bool _Open(const std::string& name, std::exception_ptr* failure);
+    void _OpenNow(const std::string& name);
     std::chrono::system_clock::time_point next_rotation_tp_() const;
     void init_filenames_q_();
     void delete_old_();
@@ -64,7 +68,7 @@ private:
     spdlog::details::circular_q<std::string> filenames_;  // oldest first
     bool fileOpened_ = false;
     NameOfDay nameOfDay_;
-    // The attempts that failed since the last one that did not, and when the last of them was made.
+    // The attempts that failed since the last one that did not, and when the last of them ended.
     int failures_ = 0;
     std::chrono::system_clock::time_point lastFailure_;
 };
@@ -74,10 +78,11 @@ private:
 template <class Mutex, class FileNameCalc>
 class noCreatingDailyFileSink : public spdlog::sinks::base_sink<Mutex>, private detail::DailyFiles {
 public:
-    /// `baseFilename` is in the encoding of narrow file functions. `truncate` empties a day's file
+    /// `baseFilename` is in the encoding of narrow file functions; a relative one follows each
+    /// change of the current directory, in writing and removing. `truncate` empties a day's file
     /// that is there already. Of the files that rotations opened, and those of the last days
-    /// without a gap up to today, `maxFiles` stay; 0 removes none. Raises `spdlog::spdlog_ex` for
-    /// an hour not within 0 to 23 or a minute not within 0 to 59.
+    /// without a gap up to today that are there already, `maxFiles` stay; 0 removes none. Raises
+    /// `spdlog::spdlog_ex` for an hour not within 0 to 23 or a minute not within 0 to 59.
     noCreatingDailyFileSink(std::string baseFilename, int rotationHour, int rotationMinute,
                             bool truncate, unsigned short maxFiles,
                             const spdlog::file_event_handlers& handlers)
