@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -57,22 +58,32 @@ void passAll(spdlog::sinks::sink* sink, bool on) {
         sink->set_level(on ? spdlog::level::trace : spdlog::level::off);
 }
 
-// The empty path is the current directory, where a separator in front would make it the root.
-std::string below(const std::string& directory, const std::string& name) {
-    return directory.empty() ? name : paths::JoinPaths({directory, name});
-}
-
+// In full, so that sink and clean-up mean one place, whatever becomes the current directory. What
+// has no such form, for a null character or a current directory that is gone, can't be opened.
 std::string logDirectory(const std::string& directory, bool useLogsSubdirectory) {
-    return useLogsSubdirectory ? below(directory, "logs") : directory;
+    std::string logs = paths::AbsolutePath(directory);
+    if (logs.empty())
+        logs = directory.empty() ? "." : directory;
+    return useLogsSubdirectory ? paths::JoinPaths({logs, "logs"}) : logs;
 }
 
 std::shared_ptr<FileSink> makeFileSink(const std::string& directory, int keepDays) {
     constexpr int kMostFiles = 0xFFFF;
     const bool counted = keepDays >= 0 && keepDays <= kMostFiles;
     return std::make_shared<FileSink>(
-        paths::Utf8PathToLocal(below(directory, LOG_FILE_BASENAME_EXT)), 0, 0, false,
+        paths::Utf8PathToLocal(paths::JoinPaths({directory, LOG_FILE_BASENAME_EXT})), 0, 0, false,
         static_cast<unsigned short>(counted ? keepDays : 0), spdlog::file_event_handlers());
 }
+
+// Gives spdlog's default logger a failure that it didn't see itself: to the handler that it was
+// given, or to its own, which writes to standard error once a second.
+class DefaultLogger : public spdlog::logger {
+public:
+    static void handleError(const std::string& what) {
+        if (spdlog::logger* const logger = spdlog::default_logger_raw())
+            (logger->*&DefaultLogger::err_handler_)(what);
+    }
+};
 
 }  // namespace
 
@@ -132,8 +143,13 @@ void setLogCallback(std::function<void(const LogMessage&)> callback) {
 }
 
 void flushToFile() {
-    if (fileSink)
+    if (!fileSink)
+        return;
+    try {
         fileSink->flush();
+    } catch (const std::exception& failure) {
+        DefaultLogger::handleError(failure.what());
+    }
 }
 
 }  // namespace kiv::logging

@@ -1,5 +1,6 @@
 #include "kiv/base/logSetup.h"
 
+#include <barrier>
 #include <climits>
 #include <filesystem>
 #include <fstream>
@@ -10,6 +11,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -33,6 +35,8 @@ using testing::LogCatcher;
 namespace fs = std::filesystem;
 
 // Puts the sinks and names back, and catches what goes to std::cerr and to spdlog's error handler.
+// The clock is a fake for the sinks alone: what is logged through the logger has its real time, and
+// goes to a file of that.
 class LogSetupTest : public ::testing::Test {
 protected:
     LogSetupTest() {
@@ -200,13 +204,66 @@ TEST_F(LogSetupTest, TheCallbackGetsMessagesTakenApart) {
     EXPECT_EQ(got.size(), std::size(cases) + 1);
 }
 
-TEST_F(LogSetupTest, ACallbackThatThrowsDoesNotReachWhoLogs) {
+TEST_F(LogSetupTest, ADirectoryIsTheOneThatItWasWhenItWasGiven) {
+    const fs::path before = fs::current_path();
+    fs::current_path(folder_);
+    const std::string folder = fs::current_path();
+    fs::create_directories("a/b");
+    fs::create_directory_symlink("a/b", "link");  // so that "link/.." is "a" to the system
+    fs::create_directory("logs");
+    for (const auto& [given, meant] : {std::pair("", ""), {"link/../logs", "/logs"}}) {
+        const std::string old = folder + meant + "/kiv_2026-02-01.log";
+        std::ofstream(old) << "old";
+        SetLogDirectory(given, 0, false);
+        fs::current_path("a");
+        baseLogger2.log(LogLevel::Info, "", "text");
+        fs::current_path(folder);
+
+        EXPECT_FALSE(fs::exists(old));
+        EXPECT_EQ(fs::path(fileSink->filename()).parent_path(), folder + meant);
+    }
+    fs::current_path(before);
+}
+
+TEST_F(LogSetupTest, WhatASinkThrowsDoesNotReachWhoLogsOrFlushes) {
     setLogCallback({});
     baseLogger2.log(LogLevel::Info, "", "text");
     setLogCallback([](const LogMessage&) { throw std::runtime_error("full"); });
     baseLogger2.log(LogLevel::Info, "", "text");
 
-    EXPECT_THAT(failures_, ElementsAre("bad_function_call", "full"));
+    fs::create_symlink("/dev/full", folder_ + "/kiv_2026-02-04.log");
+    SetLogDirectory(folder_, 0, false);
+    fileSink->log({clock_.Now(), {}, "", spdlog::level::info, "text"});
+    flushToFile();
+
+    EXPECT_THAT(failures_,
+                ElementsAre("bad_function_call", "full", HasSubstr("Failed flush to file")));
+}
+
+TEST_F(LogSetupTest, SinksAreReplacedWhileAllLoggersAreFlushed) {
+    Init(0);
+    std::barrier start(2);
+    std::thread flushing([&start] {
+        start.arrive_and_wait();
+        for (int round = 0; round < 200; ++round) {
+            // As its own thread does, but spelled out: the thread sanitizer doesn't see into
+            // spdlog.
+            spdlog::apply_all([](const std::shared_ptr<spdlog::logger>& logger) {
+                for (const spdlog::sink_ptr& sink : logger->sinks())
+                    sink->flush();
+            });
+        }
+    });
+
+    start.arrive_and_wait();
+    for (int round = 0; round < 50; ++round) {
+        setLogCallback([](const LogMessage&) {});
+        SetLogDirectory(folder_, 0, false);
+    }
+    flushing.join();
+
+    EXPECT_THAT(spdlog::default_logger()->sinks(),
+                ElementsAre(consoleSink, fileSink, callbackSink));
 }
 
 struct AgeCase {
@@ -271,13 +328,18 @@ TEST_F(LogSetupTest, WhatCanNotBeRemovedIsToldAndPassedOver) {
     SetLogDirectory("", 0, true);
     fs::current_path(before);
     cleanupOldFiles(folder_ + "/missing", 0);
-    cleanupOldFiles(std::string("/\0", 2), 0);
+    const std::string nul = folder_ + std::string(1, '\0');
+    cleanupOldFiles(nul, 0);
+    SetLogDirectory(nul, 0, false);
+    baseLogger2.log(LogLevel::Info, "", "lost");
 
     EXPECT_EQ(Names(folder), std::set<std::string>{"kiv_2026-02-01.log"});
     EXPECT_EQ(Errors(), "Error: Could not delete file: " + folder_ + "/kiv_2026-02-01.log\n" +
                             "Error: Could not open directory " + folder_ + "/logs\n" +
                             "Error: Could not open directory " + folder_ + "/missing\n" +
+                            "Error: Could not open directory \n" +
                             "Error: Could not open directory \n");
+    EXPECT_THAT(failures_, ElementsAre(HasSubstr("Failed opening file")));
 }
 
 TEST_F(LogSetupTest, TheOpenFileStaysWhateverTheClockSays) {

@@ -2,18 +2,19 @@
 // message. Code that only logs takes logging.h; who works with the sinks themselves, logFiles.h.
 //
 //     logging::initLog(14, "/var/log/engine", "engine", false);
-//     logging::setLogCallback([](const LogMessage& message) { show(message.level, message.message);
-//     }); logging::enableLogToConsole(false);
+//     logging::setLogCallback([](const LogMessage& m) { show(m.level, m.message); });
+//     logging::enableLogToConsole(false);
 //
-// From then on messages go to the console, to a file a day, "engine_2026-02-04.log", and to the
-// callback. The file is made by the first message, with its directory, so a process that logs
-// nothing leaves nothing behind. Files older than 14 days go at once, and when a 15th would join
-// those that were begun since, the oldest of these goes.
+// From then on messages go to a file a day, "engine_2026-02-04.log", and to the callback, and no
+// longer to the console. The file is made by the first message, with its directory, so a process
+// that logs nothing leaves nothing behind. Files older than 14 days go at once, and when midnights
+// have begun a 15th file since, the oldest of these goes.
 //
 // What replaces sinks (`initLog`, `SetLogDirectory`, `setLogCallback`) is called while no other
-// thread logs; switching and flushing are safe from any thread. Nothing that goes wrong with a sink
-// reaches who logs: it goes to the error handler of spdlog, which by default writes to standard
-// error.
+// thread logs; switching and flushing are safe from any thread. What goes wrong with a sink goes to
+// the error handler of spdlog's default logger, which by default writes to standard error, at most
+// once a second; logging.h says what reaches the caller nevertheless. After `spdlog::shutdown`
+// nothing logs any more, and `initLog` doesn't change that.
 #ifndef KIV_BASE_LOG_SETUP_H_
 #define KIV_BASE_LOG_SETUP_H_
 
@@ -47,19 +48,22 @@ KIV_BASE_API extern std::string LOG_FILE_BASENAME;
 KIV_BASE_API extern std::string LOG_FILE_BASENAME_EXT;
 
 /// Makes console, daily files and a callback that does nothing the sinks of spdlog's default
-/// logger, in place of those it had, with `LogLevel::Debug` as its level. From here on a thread of
-/// spdlog flushes them every 3 seconds. Then removes old files, as `cleanupOldFiles` does; where
-/// there is no directory yet, that says so on `std::cerr`.
+/// logger, in place of those it had, and `LogLevel::Debug` the level of all of spdlog's loggers.
+/// From here on a thread of spdlog flushes them every 3 seconds. Then removes old files, as
+/// `cleanupOldFiles` does; where there is no directory yet, that says so on `std::cerr`.
 ///
-/// `directory` is a UTF-8 path; if it is empty, `paths::GetKIVEDataDirectory()` stands for it. With
-/// `useLogsSubdirectory` the files lie in "logs" below it. An empty `baseName` leaves the name as
-/// it is. At most `keepDays` of the files that the process begins stay; 0 and what does not fit
-/// into 16 bits set that limit off.
+/// `directory` is a UTF-8 path, and means what `paths::AbsolutePath` gives for it now, whatever
+/// becomes the current directory later. If it is empty, `paths::GetKIVEDataDirectory()` stands for
+/// it, and the current directory for a user without a home. With `useLogsSubdirectory` the files
+/// lie in "logs" below it. An empty `baseName` leaves the name as it is. Of the files that
+/// rotations open, and those of the last days without a gap up to today that are there already,
+/// `keepDays` stay; 0 and what does not fit into 16 bits set that limit off.
 KIV_BASE_API void initLog(int keepDays, const std::string& directory, const std::string& baseName,
                           bool useLogsSubdirectory);
 
-/// Goes on with files in another directory, switched on or off as those before; the old file is
-/// closed. The parameters are those of `initLog`, but an empty `directory` is the current one.
+/// Goes on with files in another directory, switched on or off as those before, in lines of the
+/// default pattern; the old file is closed. The parameters are those of `initLog`, but an empty
+/// `directory` is the current one.
 KIV_BASE_API void SetLogDirectory(const std::string& directory, int keepDays,
                                   bool useLogsSubdirectory);
 
@@ -80,12 +84,15 @@ KIV_BASE_API void enableLogCallback(bool on);
 
 /// Has `callback` called for each message, also if callbacks were off, and makes the three sinks
 /// the only ones of spdlog's default logger; those that are not set up are left out. `callback`
-/// runs on the thread that logs, one message at a time, and must not log. It lives until another
-/// one takes its place or the process ends. What it throws goes to the error handler of spdlog; an
-/// empty one throws `std::bad_function_call`.
+/// runs on the thread that logs, one message at a time, under the lock of its sink: it calls
+/// nothing that logs, nor that sets levels, backtraces or sinks, since that could wait for ever or,
+/// as this function would, free `callback` while it runs. It lives until another one takes its
+/// place or the process ends. A `std::exception` that it throws goes to the error handler of
+/// spdlog; an empty one throws `std::bad_function_call`.
 KIV_BASE_API void setLogCallback(std::function<void(const LogMessage&)> callback);
 
-/// Hands all lines that wait in memory to the system. Without the file sink nothing happens.
+/// Hands all lines that wait in memory to the system; a failure goes to the error handler of
+/// spdlog. Without the file sink nothing happens.
 KIV_BASE_API void flushToFile();
 
 }  // namespace logging
