@@ -2,8 +2,8 @@
 //
 //     LogCatcher log;
 //     archive.Serialize(...);
-//     EXPECT_THAT(log.Take(), ElementsAre(LogLine{LogLevel::Warn,
-//     "[domain:kiv.base][tag:Archive]..."}));
+//     const LogLine expected{LogLevel::Warn, "[domain:kiv.base][tag:Archive]..."};
+//     EXPECT_THAT(log.Take(), ElementsAre(expected));
 //
 // It takes messages of every level and from any thread, and puts sinks and level back at its end.
 #ifndef KIV_BASE_TESTS_LOG_CATCHER_H_

@@ -1,4 +1,4 @@
-// The log front end: what all code calls to log. Setting up sinks and files is in logFiles.h.
+// The log front end: what all code calls to log. Setting up sinks and files is in logSetup.h.
 //
 //     baseLogger2.log(LogLevel::Error, "Archive", "Cannot find type %s", name.c_str());
 //
@@ -6,8 +6,12 @@
 // logger (`setLogLevel`), and the level of each sink. What no filter lets through is not formatted.
 // The sinks get "[domain:kiv.base][tag:Archive]Cannot find type Sample" as finished text.
 //
-// Every function may be called from any thread. `Fatal` is a level like the others: its messages go
+// Every function may be called from any thread; from a sink or a callback those that log or set the
+// level or the backtrace could wait for ever. `Fatal` is a level like the others: its messages go
 // the same way, and the process goes on.
+//
+// What a sink throws goes to the error handler of spdlog, but for what is no `std::exception`: that
+// reaches the caller, as does `std::bad_alloc` where there is no memory for the text.
 #ifndef KIV_BASE_LOGGING_H_
 #define KIV_BASE_LOGGING_H_
 
@@ -53,7 +57,7 @@ requires(std::is_pointer_v<List> || std::is_class_v<List>) &&
     vprintLog(domain, level, tag, format, args);
 }
 
-/// Sets the level of spdlog's loggers.
+/// Sets the level of all of spdlog's loggers.
 KIV_BASE_API void setLogLevel(LogLevel level);
 /// The level of spdlog's default logger, as `toLogLevel` maps it; after `spdlog::shutdown`, there
 /// being none, `Status::Failure` and `LogLevel::Debug`.
@@ -63,7 +67,8 @@ KIV_BASE_API LogLevel logLevel(Status* status);
 KIV_BASE_API LogLevel toLogLevel(spdlog::level::level_enum level, Status* status);
 
 /// Keeps the last `count` messages of every level, also those below the log level, for
-/// `spdlog::dump_backtrace`.
+/// `spdlog::dump_backtrace`. Each of spdlog's loggers takes the memory for so many at once, a few
+/// hundred bytes a message; what it throws without that much reaches the caller.
 KIV_BASE_API void setBacktrace(uint64 count);
 
 /// A domain with a threshold, for messages that carry a tag.
@@ -75,7 +80,8 @@ public:
     Logger(const Logger&) = delete;
     Logger& operator=(const Logger&) = delete;
 
-    /// `tag` names the class or function that logs. Below the threshold nothing is looked at.
+    /// `tag` names the class or function that logs. Below the threshold nothing is looked at. It
+    /// has no address with GCC, which inlines each call.
     [[gnu::format(printf, 4, 5), gnu::always_inline]] void log(LogLevel level, const char* tag,
                                                                const char* format, ...);
     void setLogLevel(LogLevel level) { level_.store(level, std::memory_order_relaxed); }
