@@ -8,9 +8,9 @@ namespace kiv::platform {
 void PrepareSymbolLookup(const char* program);
 
 /// Writes the name of the function that `address` lies in, cut to `size` - 1 characters and with a
-/// NUL behind it; false for an address of no known function. `size` is not small. Any thread, and
-/// in signal handlers: without the heap, without a lock that the interrupted code might hold, with
-/// `errno` as it was and no file left open.
+/// NUL behind it; false for an address of no known function, and if the files that tell it can't be
+/// opened. `size` is not small. Any thread, and in signal handlers: without the heap, without a
+/// lock that the interrupted code might hold, with `errno` as it was and no file left open.
 bool LookUpSymbol(const void* address, char* out, int size);
 
 }  // namespace kiv::platform

@@ -27,17 +27,30 @@ namespace symbolizer_test {
 
 #define KIV_TEN_TIMES(text) text text text text text text text text text text
 
-[[gnu::noinline]] void Plain(int) {
+// Exported, and so found in a stripped program too.
+#define KIV_TEST_FUNCTION [[gnu::noinline, gnu::visibility("default")]]
+
+KIV_TEST_FUNCTION void Plain(int) {
     asm volatile("nop; nop");
 }
-[[gnu::noinline]] void LongName() asm(KIV_TEN_TIMES(KIV_TEN_TIMES(KIV_TEN_TIMES("abc"))));
+KIV_TEST_FUNCTION void LongName() asm(KIV_TEN_TIMES(KIV_TEN_TIMES(KIV_TEN_TIMES("abc"))));
 void LongName() {
     asm volatile("nop");
 }
+// A pointer to a pointer and so on, for which the one who takes the name apart goes deep.
+#define KIV_DEEP_NAME "_Z1f" KIV_TEN_TIMES(KIV_TEN_TIMES("PPP")) "v"
+KIV_TEST_FUNCTION void DeepName() asm(KIV_DEEP_NAME);
+void DeepName() {
+    asm volatile("nop; nop; nop");
+}
 template <class T>
 struct Box {
-    [[gnu::noinline]] static void Open() { asm volatile(""); }
+    KIV_TEST_FUNCTION static void Open();
 };
+template <class T>
+void Box<T>::Open() {
+    asm volatile("");
+}
 
 }  // namespace symbolizer_test
 
@@ -64,11 +77,9 @@ TEST(SymbolizerTest, NameIsCutToItsRoom) {
         const char* name;
         std::string out;  // to its last character
     } cases[] = {
-        {"", "\0"s},        {"", "\0\0"s},        {"a", "\0"s},
-        {"a", "a\0"s},      {"ab", ".\0"s},       {"abc", "..\0"s},
-        {"abcd", "...\0"s}, {"abcde", "a...\0"s}, {"ab", "ab\0"s},
-        {"abc", "abc\0"s},  {"abcd", "abcd\0"s},  {"ab", "ab\0\0\0"s},
-        {"abcdef", ".\0"s}, {"abcdef", "..\0"s},  {"abcdefgh", "abc...\0"s},
+        {"", "\0"s},          {"", "\0\0"s},       {"a", "\0"s},
+        {"ab", ".\0"s},       {"abcdef", "..\0"s}, {"abcd", "...\0"s},
+        {"abcde", "a...\0"s}, {"abcd", "abcd\0"s}, {"ab", "ab\0\0\0"s},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -81,7 +92,6 @@ TEST(SymbolizerTest, NameIsCutToItsRoom) {
 TEST(SymbolizerTest, FunctionsAreNamedOnceItIsInitialised) {
     EXPECT_EQ(kNamedTooEarly, "not found");
     InitializeSymbolizer(nullptr);
-    InitializeSymbolizer("another program");
 
     EXPECT_EQ(NameOf(AddressOf(&symbolizer_test::Plain)), "symbolizer_test::Plain()");
     EXPECT_EQ(NameOf(AddressOf(&symbolizer_test::Plain, 1)), "symbolizer_test::Plain()");
@@ -114,18 +124,25 @@ TEST(SymbolizerTest, WhatHasNoNameOrNoRoomIsRefused) {
     EXPECT_STREQ(out, "..");
 }
 
-void ExpectNameInHandler(int) {
-    char name[64] = "";
-    errno = EDOM;
-    const bool found = Symbolize(AddressOf(&symbolizer_test::Box<char>::Open), name, sizeof(name));
-    if (!found || errno != EDOM || std::strcmp(name, "symbolizer_test::Box<>::Open()") != 0)
-        ::_exit(1);
+void ExpectNamesInHandler(int) {
+    const struct {
+        void (*function)();
+        const char* name;
+    } cases[] = {{symbolizer_test::Box<char>::Open, "symbolizer_test::Box<>::Open()"},
+                 {symbolizer_test::DeepName, KIV_DEEP_NAME}};
+    for (const auto& c : cases) {
+        char name[400] = "";
+        errno = EDOM;
+        const bool found = Symbolize(AddressOf(c.function), name, sizeof(name));
+        if (!found || errno != EDOM || std::strcmp(name, c.name) != 0)
+            ::_exit(1);
+    }
 }
 
 TEST(SymbolizerTest, HandlerOfASignalGetsItsNamesOnASmallStack) {
     InitializeSymbolizer(nullptr);
     EXPECT_TRUE(testing::PassesInChild([] {
-        constexpr std::size_t kSize = 16 * 1024;
+        constexpr std::size_t kSize = 64 * 1024;
         void* const memory =
             ::mmap(nullptr, 2 * kSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         stack_t stack{};
@@ -135,7 +152,7 @@ TEST(SymbolizerTest, HandlerOfASignalGetsItsNamesOnASmallStack) {
         ASSERT_EQ(::sigaltstack(&stack, nullptr), 0);
         struct sigaction action {};
         action.sa_flags = SA_ONSTACK;
-        action.sa_handler = ExpectNameInHandler;
+        action.sa_handler = ExpectNamesInHandler;
         ASSERT_EQ(::sigaction(SIGUSR1, &action, nullptr), 0);
         ::raise(SIGUSR1);
     }));
@@ -159,6 +176,26 @@ TEST(SymbolizerTest, ThreadsNameAtOnceAndNothingStaysOpen) {
 
     EXPECT_EQ(named, 4 * 50 * 2);
     EXPECT_EQ(testing::OpenDescriptors(), open);
+}
+
+TEST(SymbolizerTest, NamesComeBackWithDescriptors) {
+    InitializeSymbolizer(nullptr);
+    const ScopedTemporaryDirectory folder;
+    EXPECT_TRUE(testing::PassesInChild([&] {
+        const UniqueFD errors = OpenFile(folder.fd, "errors", true, FilePermission::Write);
+        ASSERT_EQ(::dup2(errors.get(), STDERR_FILENO), STDERR_FILENO);
+        testing::LeaveDescriptors(4);
+        std::vector<UniqueFD> taken;
+        do
+            taken.push_back(Duplicate(errors.get()));
+        while (taken.back().is_valid());
+        taken.pop_back();
+
+        for (int left = 0; left < 3; ++left, taken.pop_back())
+            EXPECT_EQ(NameOf(AddressOf(&symbolizer_test::Box<long>::Open)),
+                      left == 2 ? "symbolizer_test::Box<>::Open()" : "not found");
+    }));
+    EXPECT_EQ(testing::ReadFile(folder.path + "/errors"), "");
 }
 
 }  // namespace

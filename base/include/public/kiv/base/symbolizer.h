@@ -23,10 +23,11 @@ KIV_BASE_API void InitializeSymbolizer(const char* path);
 /// Writes the name of the function that `address` lies in to `out`, which has room for `size`
 /// characters. A name that is cut ends in "...", or as many of the three as there is room for; the
 /// end of the text is marked by NUL in any case. False, with `out` left alone, before
-/// `InitializeSymbolizer`, for an address of no known function, and without room for the NUL.
+/// `InitializeSymbolizer`, for an address of no known function, without room for the NUL, and while
+/// the process can't open two more files.
 ///
 /// Any thread. May be called in a signal handler: it allocates nothing from the heap, leaves
-/// `errno` alone, keeps no file open, and needs 16 KiB of stack. The name of code that was unloaded
+/// `errno` alone, keeps no file open, and needs 64 KiB of stack. The name of code that was unloaded
 /// may stand for what has been loaded in its place.
 KIV_BASE_API bool Symbolize(const void* address, char* out, int size);
 
