@@ -135,7 +135,7 @@ SymbolMapping::SymbolMapping(RefPtr<NativeLibrary> library, const char* symbol)
     : library_(std::move(library)) {
     if (!library_ || !symbol)
         return;
-    NativeLibrary::Symbol found = library_->Resolve(symbol);
+    NativeLibrarySymbol found = library_->Resolve(symbol);
     if (!found)
         found = library_->Resolve((std::string("_") + symbol).c_str());
     mapping_ = reinterpret_cast<const uint8*>(found);

@@ -6,11 +6,9 @@
 
 namespace kiv::platform {
 
-using SymbolAddress = void (*)();
-
 /// Loads a module with all of its symbols bound, or counts one more holder. Null if that fails; a
-/// path that names something else than a whole module gives null without waiting for anybody, and
-/// does no harm. `path` is not empty.
+/// path that names no module, or one that was cut short, gives null without harm and without
+/// waiting for anybody. `path` is not empty.
 NativeLibraryHandle LoadModule(const char* path);
 
 /// Takes one holder away; the last one takes the module along.
@@ -19,8 +17,9 @@ void UnloadModule(NativeLibraryHandle module);
 /// The running program. Never null, and not to be unloaded.
 NativeLibraryHandle ProgramModule();
 
-/// Where the function or object of this name begins, or null.
-SymbolAddress FindSymbol(NativeLibraryHandle module, const char* symbol);
+/// Where the function or object of this name begins that is in the module itself, or for the
+/// program, in it or what it was linked with. Null if there is none.
+NativeLibrarySymbol FindSymbol(NativeLibraryHandle module, const char* symbol);
 
 }  // namespace kiv::platform
 

@@ -7,7 +7,12 @@ namespace kiv {
 RefPtr<NativeLibrary> NativeLibrary::Create(const char* path) {
     if (path == nullptr || *path == '\0')
         return nullptr;
-    return CreateWithHandle(platform::LoadModule(path), true);
+    // The object comes first: a module is not left loaded because there was no memory for it.
+    RefPtr<NativeLibrary> library = RefPtr<NativeLibrary>::Adopt(new NativeLibrary(nullptr, true));
+    library->handle_ = platform::LoadModule(path);
+    if (library->handle_ == nullptr)
+        return nullptr;
+    return library;
 }
 
 RefPtr<NativeLibrary> NativeLibrary::CreateWithHandle(NativeLibraryHandle handle,
@@ -22,11 +27,11 @@ RefPtr<NativeLibrary> NativeLibrary::CreateForCurrentProcess() {
 }
 
 NativeLibrary::~NativeLibrary() {
-    if (closeHandle_)
+    if (handle_ != nullptr && closeHandle_)
         platform::UnloadModule(handle_);
 }
 
-NativeLibrary::Symbol NativeLibrary::Resolve(const char* symbol) const {
+NativeLibrarySymbol NativeLibrary::Resolve(const char* symbol) const {
     return symbol ? platform::FindSymbol(handle_, symbol) : nullptr;
 }
 

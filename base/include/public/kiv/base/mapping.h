@@ -150,8 +150,9 @@ private:
     bool dontNeedSafe_;
 };
 
-/// What a symbol of a library stands for, code or data. The library stays loaded for as long as the
-/// mapping lives.
+/// What a symbol of a library stands for, code or data. Only what is in the library itself is
+/// found, and nothing of the libraries that it needs. It stays loaded for as long as the mapping
+/// lives.
 class KIV_BASE_API SymbolMapping final : public Mapping {
 public:
     /// Null if the library has neither `symbol` nor, as some compilers spell it, "_" and `symbol`;

@@ -17,14 +17,20 @@ namespace kiv {
 
 /// The system's own handle of a loaded module.
 using NativeLibraryHandle = void*;
+/// Where a function or object of a module begins.
+using NativeLibrarySymbol = void (*)();
 
 class KIV_BASE_API NativeLibrary : public RefCountedThreadSafe<NativeLibrary> {
 public:
     /// Loads the module at `path`, or adds to its holders if it is loaded already, with all of its
-    /// symbols bound and none of them given to other modules. A bare file name is looked for where
-    /// the system keeps its libraries; any other path names a file, and one that is no module, or
-    /// was cut short, is refused. Runs the initialisers of the module. Null if `path` is null or
-    /// empty, and if the module or what it needs can't be loaded.
+    /// symbols bound and none of them given to other modules. Runs its initialisers. A bare file
+    /// name is looked for where the system looks for the libraries that this one needs. Any other
+    /// path names a file, which must be there also if its module is loaded already, and on Linux
+    /// has none of the loader's tokens in it, such as "$ORIGIN". Null if `path` is null or empty,
+    /// and if the module or what it needs can't be loaded.
+    ///
+    /// A library is code, and is trusted like code. What is no library, or was cut short as it was
+    /// copied, gives null; any other damage may end the process.
     [[nodiscard]] static RefPtr<NativeLibrary> Create(const char* path);
     /// Wraps a module that was loaded elsewhere; with `closeHandle` the object takes it over, and
     /// unloads it. Null for a null `handle`, and then there is nothing to take over.
@@ -42,11 +48,10 @@ private:
         : handle_(handle), closeHandle_(closeHandle) {}
     ~NativeLibrary();
 
-    using Symbol = void (*)();
-    Symbol Resolve(const char* symbol) const;
+    NativeLibrarySymbol Resolve(const char* symbol) const;
     NativeLibraryHandle GetHandle() const { return handle_; }
 
-    const NativeLibraryHandle handle_;
+    NativeLibraryHandle handle_;
     const bool closeHandle_;
 };
 
