@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "support/childProcess.h"
+#include "support/executableFolder.h"
 #include "support/files.h"
 
 namespace kiv {
@@ -52,7 +53,6 @@ TEST_F(MappingTest, ProtectionSaysWhatTheViewIsGoodFor) {
     } cases[] = {
         {{}, FilePermission::Read, true, false},
         {{Read}, FilePermission::Read, true, false},
-        {{Read, Execute}, FilePermission::Read, true, false},
         {{Write}, FilePermission::ReadWrite, true, true},
         {{Read, Write}, FilePermission::ReadWrite, true, true},
         {{Read, Write}, FilePermission::Read, false, false},
@@ -81,7 +81,7 @@ TEST_F(MappingTest, FileIsMappedByPathAndOutlivesItsName) {
     const std::size_t open = testing::OpenDescriptors();
 
     const auto by_path = FileMapping::CreateReadOnly(PathOf("file"));
-    const auto by_base = FileMapping::CreateReadExecute(folder_.fd, "file");
+    const auto by_base = FileMapping::CreateReadOnly(folder_.fd, "file");
     const auto empty = FileMapping::CreateReadExecute(PathOf("empty"));
     EXPECT_EQ(testing::OpenDescriptors(), open);
     const auto base_itself =
@@ -132,15 +132,22 @@ TEST_F(MappingTest, SizeHasAllOfItsBits) {
     EXPECT_EQ(mapping->GetMapping()[kSize - 1], 'x');
 }
 
+using ExecutableMappingTest = testing::ExecutableFolderTest;
+
+TEST_F(ExecutableMappingTest, CodeIsReadAndRuns) {
+    const std::string code = "\xB8\x2A\0\0\0\xC3"s;  // mov eax, 42; ret
+    testing::WriteFile(folder_.path + "/code", code);
+    for (const auto& mapping : {FileMapping::CreateReadExecute(folder_.path + "/code"),
+                                FileMapping::CreateReadExecute(folder_.fd, "code")}) {
+        ASSERT_NE(mapping, nullptr);
+        EXPECT_EQ(TextOf(*mapping), code);
+        EXPECT_TRUE(mapping->IsDontNeedSafe());
 #ifdef __x86_64__
-TEST_F(MappingTest, ExecutableViewRuns) {
-    WriteText("code", "\xB8\x2A\0\0\0\xC3"s);  // mov eax, 42; ret
-    const auto code = FileMapping::CreateReadExecute(PathOf("code"));
-    ASSERT_NE(code, nullptr);
-    const auto address = reinterpret_cast<std::uintptr_t>(code->GetMapping());
-    EXPECT_EQ(reinterpret_cast<int (*)()>(address)(), 42);
-}
+        const auto address = reinterpret_cast<std::uintptr_t>(mapping->GetMapping());
+        EXPECT_EQ(reinterpret_cast<int (*)()>(address)(), 42);
 #endif
+    }
+}
 
 TEST(DataMappingTest, TakesAVectorAndCopiesAText) {
     std::vector<uint8> bytes{1, 2, 3};

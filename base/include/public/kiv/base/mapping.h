@@ -50,7 +50,8 @@ public:
 /// The contents of a plain file of any size, which may be closed, renamed and removed meanwhile. It
 /// is the file itself and no copy: what others write to it shows, and if they cut it, reading
 /// beyond its new end raises a signal that ends the process. Those who write files for others to
-/// map replace them as a whole, by `ReplaceFile`.
+/// map replace them as a whole, by `ReplaceFile`. A file that the system makes up as it is read,
+/// such as those in /proc, says that its size is 0, and is mapped as an empty one.
 class KIV_BASE_API FileMapping final : public Mapping {
 public:
     enum class Protection : uint32 { Read, Write, Execute };
@@ -178,12 +179,16 @@ private:
 };
 
 /// Writes `data` over the contents of a file, in place, and waits until they are on the disk. The
-/// file is made if it is missing; links to it, its owner and all who have it open stay. The space
-/// is reserved first, so that a full disk leaves the old contents; if it fails later, and for
-/// readers meanwhile, the file may hold some of both, in spite of the name: `ReplaceFile` is the
-/// one that nobody sees half done. `data` may be a view of this very file, or of a part of it.
+/// file is made if it is missing, but its new name is not waited for; links to it, its owner and
+/// all who have it open stay. The space is reserved first, so that a full disk leaves the old
+/// contents; if it fails later, and for readers meanwhile, the file may hold some of both, in spite
+/// of the name: `ReplaceFile` is the one that nobody sees half done. `data` may be a view of this
+/// very file, or of a part of it; where the file has become shorter than the view, zeros are
+/// written for what is gone.
 ///
-/// False if that fails, if `name` is null, and for empty `data`, which empties the file.
+/// False if that fails, which may leave a new file empty, if `name` is null, and for empty `data`,
+/// which empties the file. Beyond the process's limit on the size of files, here as in
+/// `ReplaceFile`, the system ends the process by SIGXFSZ, unless that is ignored: then it fails.
 KIV_BASE_API bool WriteAtomically(const UniqueFD& base, const char* name, const Mapping& data);
 
 /// Puts a file with `data` in place of the one at `name`, or makes one. Whoever opens the name,
