@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <new>
 
+#include "platform/pathRules.h"
+
 namespace kiv {
 
 void internal::KIV_BASE_SYSTEM::UniqueFDTraits::RemoveCacheEntry(FileHandle handle) {
@@ -21,10 +23,7 @@ UniqueFD OpenDirectoryReadOnly(const UniqueFD& base, const char* path) {
 UniqueFD CreateDirectory(const UniqueFD& base, const std::vector<std::string>& components,
                          FilePermission permission) {
     // No part of a name may pass for the whole of it, and nothing is made on the way to such a one.
-    const auto endsEarly = [](const std::string& name) {
-        return name.find('\0') != std::string::npos;
-    };
-    if (!IsDirectory(base) || std::any_of(components.begin(), components.end(), endsEarly))
+    if (!IsDirectory(base) || std::any_of(components.begin(), components.end(), platform::HasNul))
         return UniqueFD();
     UniqueFD last;
     for (const std::string& component : components) {

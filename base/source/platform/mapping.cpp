@@ -9,6 +9,7 @@
 #include "platform/fileContents.h"
 #include "platform/filePlace.h"
 #include "platform/fileReplacement.h"
+#include "platform/pathRules.h"
 
 namespace kiv {
 namespace {
@@ -35,14 +36,9 @@ std::unique_ptr<FileMapping> Create(const UniqueFD& file,
     return mapping->IsValid() ? std::move(mapping) : nullptr;
 }
 
-// A path with a NUL in it names no file, least of all the one that its beginning names.
-bool IsWhole(const std::string& path) {
-    return path.find('\0') == std::string::npos;
-}
-
 std::unique_ptr<FileMapping> Create(const std::string& path,
                                     std::initializer_list<Protection> protection) {
-    if (!IsWhole(path))
+    if (platform::HasNul(path))
         return nullptr;
     return Create(OpenFile(path.c_str(), false, FilePermission::Read), protection);
 }
@@ -51,7 +47,7 @@ std::unique_ptr<FileMapping> Create(const UniqueFD& base, const std::string& sub
                                     std::initializer_list<Protection> protection) {
     if (subPath.empty())
         return Create(base, protection);
-    if (!IsWhole(subPath))
+    if (platform::HasNul(subPath))
         return nullptr;
     return Create(OpenFileReadOnly(base, subPath.c_str()), protection);
 }

@@ -14,6 +14,11 @@ namespace kiv::platform {
 /// Windows: `\` is written, "/" is understood by some; drives and shares are roots.
 enum class PathStyle { Posix, Windows };
 
+/// Such a path names no file, least of all the one that its beginning names.
+inline bool HasNul(std::string_view path) {
+    return path.find('\0') != std::string_view::npos;
+}
+
 /// The length of the root that the path begins with, 0 without one. No position, `npos`, for a
 /// Windows share without anything below it.
 std::size_t RootLength(std::string_view path, PathStyle style);

@@ -4,20 +4,13 @@
 #include "platform/systemPaths.h"
 
 namespace kiv::paths {
-namespace {
-
-bool HasNul(const std::string& text) {
-    return text.find('\0') != std::string::npos;
-}
-
-}  // namespace
 
 std::string JoinPaths(std::initializer_list<std::string> components) {
     return platform::JoinPaths(components, platform::NativePathStyle());
 }
 
 std::string AbsolutePath(const std::string& path) {
-    return HasNul(path) ? std::string() : platform::AbsolutePath(path);
+    return platform::HasNul(path) ? std::string() : platform::AbsolutePath(path);
 }
 
 std::string GetDirectoryName(const std::string& path) {
@@ -37,7 +30,7 @@ std::string Utf8PathToLocal(const std::string& path) {
 }
 
 bool CreateDirectoryRecursive(const std::string& path) {
-    if (path.empty() || HasNul(path))
+    if (path.empty() || platform::HasNul(path))
         return false;
     return platform::VisitDirectoryLevels(path, platform::NativePathStyle(),
                                           platform::MakeDirectoryUnlessPresent);

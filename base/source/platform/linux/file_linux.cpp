@@ -5,6 +5,7 @@
 
 #include "kiv/base/file.h"
 #include "platform/linux/openAt.h"
+#include "platform/pathRules.h"
 
 namespace kiv {
 
@@ -112,7 +113,7 @@ bool FileExists(const UniqueFD& base, const char* path) {
 
 bool IsFile(const std::string& path) {
     struct stat status;
-    return path.find('\0') == std::string::npos && ::lstat(path.c_str(), &status) == 0 &&
+    return !platform::HasNul(path) && ::lstat(path.c_str(), &status) == 0 &&
            S_ISREG(status.st_mode);
 }
 
