@@ -248,16 +248,22 @@ TEST_F(MappingTest, ReplaceFileLeavesTheOldFileToItsReaders) {
     EXPECT_EQ(testing::NamesIn(folder_.fd).size(), 4u);
 }
 
-TEST_F(MappingTest, ReplaceFileRefusesAFolderThatNobodyCanSync) {
+TEST_F(MappingTest, ReplaceFileNeedsAFolderToSyncAndAFileToWriteTo) {
+    const struct {
+        mode_t folder;
+        mode_t file;
+        bool replaced;
+    } cases[] = {{0333, 0666, false}, {0777, 0444, false}, {0777, 0666, true}};
     WriteText("file", "old");
-    ASSERT_EQ(::chmod(PathOf("file").c_str(), 0666), 0);
-    for (const mode_t mode : {0333, 0777}) {
-        ASSERT_EQ(::fchmod(folder_.fd.get(), mode), 0);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        ASSERT_EQ(::chmod(PathOf("file").c_str(), c.file), 0);
+        ASSERT_EQ(::fchmod(folder_.fd.get(), c.folder), 0);
         EXPECT_TRUE(testing::PassesInChild([&] {
             ASSERT_TRUE(::geteuid() != 0 || ::seteuid(65534) == 0);
-            EXPECT_EQ(ReplaceFile(folder_.fd, "file", DataMapping("new"s)), mode == 0777);
+            EXPECT_EQ(ReplaceFile(folder_.fd, "file", DataMapping("new"s)), c.replaced);
         }));
-        EXPECT_EQ(ReadText("file"), mode == 0777 ? "new" : "old");
+        EXPECT_EQ(ReadText("file"), c.replaced ? "new" : "old");
         EXPECT_EQ(testing::NamesIn(folder_.fd).size(), 1u);
     }
 }
