@@ -35,17 +35,16 @@ TYPED_TEST(RecordTest, DefaultIsAllZerosAndEqualityLooksAtEachNumber) {
 }
 
 TEST(GeometryTest, FieldsLieInTheirStoredOrder) {
-    using Floats4 = std::array<float, 4>;
-    using Doubles4 = std::array<double, 4>;
+    using Floats = std::array<float, 4>;
+    using Bytes = std::array<uint8, 4>;
 
-    EXPECT_EQ((std::bit_cast<Floats4>(Colorf{.b = 1, .g = 2, .r = 3, .a = 4})),
-              (Floats4{1, 2, 3, 4}));
-    EXPECT_EQ((std::bit_cast<std::array<uint8, 4>>(Color{.b = 1, .g = 2, .r = 3, .a = 4})),
-              (std::array<uint8, 4>{1, 2, 3, 4}));
-    EXPECT_EQ((std::bit_cast<Floats4>(Quaternionf{.x = 1, .y = 2, .z = 3, .w = 4})),
-              (Floats4{1, 2, 3, 4}));
-    EXPECT_EQ((std::bit_cast<Doubles4>(Planed{.normal = {.x = 1, .y = 2, .z = 3}, .distance = 4})),
-              (Doubles4{1, 2, 3, 4}));
+    EXPECT_EQ((std::bit_cast<Floats>(Colorf{.b = 1, .g = 2, .r = 3, .a = 4})),
+              (Floats{1, 2, 3, 4}));
+    EXPECT_EQ((std::bit_cast<Bytes>(Color{.b = 1, .g = 2, .r = 3, .a = 4})), (Bytes{1, 2, 3, 4}));
+    EXPECT_EQ((std::bit_cast<Floats>(Quaternionf{.x = 1, .y = 2, .z = 3, .w = 4})),
+              (Floats{1, 2, 3, 4}));
+    EXPECT_EQ((std::bit_cast<Floats>(Planef{.normal = {.x = 1, .y = 2, .z = 3}, .distance = 4})),
+              (Floats{1, 2, 3, 4}));
     EXPECT_EQ((std::bit_cast<std::array<int32, 4>>(
                   Box2i{.min = {.x = 1, .y = 2}, .max = {.x = 3, .y = 4}})),
               (std::array<int32, 4>{1, 2, 3, 4}));

@@ -1,10 +1,8 @@
 #include "kiv/base/spinMutex.h"
 
-#include <barrier>
-#include <thread>
-#include <vector>
-
 #include <gtest/gtest.h>
+
+#include "support/runTogether.h"
 
 namespace kiv::detail {
 namespace {
@@ -14,7 +12,6 @@ TEST(SpinMutexTest, HeldMutexRefusesUntilTheScopeLetsGo) {
     {
         SpinMutex::ScopedLock lock(mutex);
         EXPECT_FALSE(mutex.try_lock());
-
         lock.unlock();
         EXPECT_TRUE(mutex.try_lock());
         mutex.unlock();
@@ -34,20 +31,13 @@ TEST(SpinMutexTest, OneThreadAtATimeIsInside) {
     constexpr int kRounds = 20000;
     SpinMutex mutex;
     long long count = 0;
-    std::barrier start(kThreads);
-    std::vector<std::thread> threads;
 
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&] {
-            start.arrive_and_wait();
-            for (int round = 0; round < kRounds; ++round) {
-                SpinMutex::ScopedLock lock(mutex);
-                ++count;
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    testing::RunTogether(kThreads, [&](int) {
+        for (int round = 0; round < kRounds; ++round) {
+            SpinMutex::ScopedLock lock(mutex);
+            ++count;
+        }
+    });
 
     EXPECT_EQ(count, kThreads * kRounds);
 }

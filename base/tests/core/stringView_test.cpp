@@ -43,6 +43,9 @@ std::string afterRemoval(View text, std::size_t front, std::size_t back) {
        [[maybe_unused]] std::size_t at) { return asText(expression); }
 #define KIV_OPERATION(expression) \
     { #expression, KIV_LAMBDA(StringView, expression), KIV_LAMBDA(std::string_view, expression) }
+#define KIV_SEARCH(name)                                                  \
+    KIV_OPERATION(text.name(other)), KIV_OPERATION(text.name(other, at)), \
+        KIV_OPERATION(text.name(c)), KIV_OPERATION(text.name(c, at))
 
 const Operation kOperations[] = {
     KIV_OPERATION(text),
@@ -61,28 +64,12 @@ const Operation kOperations[] = {
     KIV_OPERATION(text.starts_with(c)),
     KIV_OPERATION(text.ends_with(other)),
     KIV_OPERATION(text.ends_with(c)),
-    KIV_OPERATION(text.find(other)),
-    KIV_OPERATION(text.find(other, at)),
-    KIV_OPERATION(text.find(c, at)),
-    KIV_OPERATION(text.rfind(other)),
-    KIV_OPERATION(text.rfind(other, at)),
-    KIV_OPERATION(text.rfind(c, at)),
-    KIV_OPERATION(text.find_first_of(other)),
-    KIV_OPERATION(text.find_first_of(other, at)),
-    KIV_OPERATION(text.find_first_of(c)),
-    KIV_OPERATION(text.find_first_of(c, at)),
-    KIV_OPERATION(text.find_last_of(other)),
-    KIV_OPERATION(text.find_last_of(other, at)),
-    KIV_OPERATION(text.find_last_of(c)),
-    KIV_OPERATION(text.find_last_of(c, at)),
-    KIV_OPERATION(text.find_first_not_of(other)),
-    KIV_OPERATION(text.find_first_not_of(other, at)),
-    KIV_OPERATION(text.find_first_not_of(c)),
-    KIV_OPERATION(text.find_first_not_of(c, at)),
-    KIV_OPERATION(text.find_last_not_of(other)),
-    KIV_OPERATION(text.find_last_not_of(other, at)),
-    KIV_OPERATION(text.find_last_not_of(c)),
-    KIV_OPERATION(text.find_last_not_of(c, at)),
+    KIV_SEARCH(find),
+    KIV_SEARCH(rfind),
+    KIV_SEARCH(find_first_of),
+    KIV_SEARCH(find_last_of),
+    KIV_SEARCH(find_first_not_of),
+    KIV_SEARCH(find_last_not_of),
 };
 
 TEST(StringViewTest, OperationsMeanWhatThoseOfTheStandardViewMean) {
@@ -92,14 +79,12 @@ TEST(StringViewTest, OperationsMeanWhatThoseOfTheStandardViewMean) {
     for (const Operation& operation : kOperations) {
         SCOPED_TRACE(operation.name);
         for (const std::string_view text : texts) {
-            for (const std::string_view other : others) {
-                for (const std::size_t at : positions) {
+            for (const std::string_view other : others)
+                for (const std::size_t at : positions)
                     for (const char c : {'a', 'c', '\0', '\xff'})
                         ASSERT_EQ(operation.ours(text, other, c, at),
                                   operation.standard(text, other, c, at))
                             << "'" << text << "', '" << other << "', '" << c << "', " << at;
-                }
-            }
         }
     }
 }

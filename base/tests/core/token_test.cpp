@@ -2,16 +2,16 @@
 
 #include <algorithm>
 #include <atomic>
-#include <barrier>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "support/runTogether.h"
 
 namespace kiv {
 namespace {
@@ -61,6 +61,10 @@ bool IsCounted(const Token& token) {
     return (word & 1) != 0;
 }
 
+Token Copy(const Token& token) {
+    return token;
+}
+
 template <class T>
 concept OrderedWithToken = requires(const Token& token, const T& other) {
     token < other;
@@ -69,14 +73,10 @@ static_assert(OrderedWithToken<Token>);
 static_assert(!OrderedWithToken<std::string> && !OrderedWithToken<const char*>);
 
 TEST(TokenTest, OneTextIsOneToken) {
-    const std::string texts[] = {"",
-                                 "a",
-                                 "name",
-                                 "position",
-                                 "position2",
-                                 "position3",
-                                 "position3, longer than a string holds inside",
-                                 "\xE9t\xE9"};
+    const std::string texts[] = {"",          "a",
+                                 "name",      "position",
+                                 "position2", "position3, longer than a string holds inside",
+                                 "position3", "\xE9t\xE9"};
     for (const std::string& text : texts) {
         SCOPED_TRACE(text);
         const Token token(text);
@@ -96,11 +96,8 @@ TEST(TokenTest, OneTextIsOneToken) {
     }
     EXPECT_EQ(Token(static_cast<const char*>(nullptr), Token::Immortal), Token());
     EXPECT_EQ(Token(), static_cast<const char*>(nullptr));
-}
-
-TEST(TokenTest, FindAddsNothing) {
     EXPECT_EQ(Token::find("asked for, never made"), Token());
-    EXPECT_EQ(Token::find("asked for, never made"), Token());
+    EXPECT_EQ(Token::find("asked for, never made"), Token());  // nor by asking
 }
 
 TEST(TokenTest, TextEndsAtItsFirstNullAndTheEntryKeepsTheWhole) {
@@ -136,19 +133,8 @@ TEST(TokenTest, SweepTakesTheTextsThatNobodyHolds) {
     const Case cases[] = {
         {"held", [](auto& text) { return Token(text); }, true, true},
         {"dropped", [](auto& text) { return Token(text), Token(); }, false, true},
-        {"copied",
-         [](auto& text) {
-             const Token token(text);
-             Token copy(token);
-             return copy;
-         },
-         true, true},
-        {"found",
-         [](auto& text) {
-             const Token token(text);
-             return Token::find(text);
-         },
-         true, true},
+        {"copied", [](auto& text) { return Copy(Token(text)); }, true, true},
+        {"found", [](auto& text) { return Token(text), Token::find(text); }, true, true},
         {"moved about and dropped",
          [](auto& text) {
              Token a(text), b(std::move(a)), c;
@@ -160,11 +146,7 @@ TEST(TokenTest, SweepTakesTheTextsThatNobodyHolds) {
          false, true},
         {"immortal", [](auto& text) { return Token(text, Token::Immortal); }, true, false},
         {"immortal by a later token",
-         [](auto& text) {
-             const Token token(text);
-             return Token(text.c_str(), Token::Immortal);
-         },
-         true, false},
+         [](auto& text) { return Token(text), Token(text.c_str(), Token::Immortal); }, true, false},
         {"copied from a token that is older than that",
          [](auto& text) {
              const Token token(text);
@@ -240,35 +222,27 @@ TEST(TokenTest, SweepComesWhenTheTableWouldGrowAndItsDelayHasRunDown) {
 // All threads want the same texts at the same time, while one of them makes the set sweep: a text
 // has one entry all the same, and nobody's entry goes to another text.
 TEST(TokenTest, ThreadsShareTheirTexts) {
-    constexpr int kThreads = 4;
     constexpr std::size_t kRounds = 20000;
     constexpr std::size_t kShared = 24;
     const std::vector<std::string> texts = TextsOfSet(7, "shared ", 400, Colliding);
     const Token kept(texts[0]);
-    std::barrier start(kThreads);
     std::atomic<int> faults = 0;
-    std::vector<std::thread> threads;
 
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&, i] {
-            std::vector<std::pair<Token, std::string>> earlier(7);
-            start.arrive_and_wait();
-            for (std::size_t round = 0; round < kRounds; ++round) {
-                if (i == 0)
-                    const Token dropped(texts[kShared + round % (texts.size() - kShared)]);
-                const std::string& text = texts[round % kShared];
-                Token token = round < kRounds - 50 ? Token(text) : Token(text, Token::Immortal);
-                auto& [old, oldText] = earlier[round % earlier.size()];
-                const Token again(text), oldAgain(oldText);
-                faults += token != text || again != token || old != oldText || oldAgain != old ||
-                          Token::find(texts[0]) != kept;
-                old = std::move(token);
-                oldText = text;
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    testing::RunTogether(4, [&](int number) {
+        std::vector<std::pair<Token, std::string>> earlier(7);
+        for (std::size_t round = 0; round < kRounds; ++round) {
+            if (number == 0)
+                const Token dropped(texts[kShared + round % (texts.size() - kShared)]);
+            const std::string& text = texts[round % kShared];
+            Token token = round < kRounds - 50 ? Token(text) : Token(text, Token::Immortal);
+            auto& [old, oldText] = earlier[round % earlier.size()];
+            const Token again(text), oldAgain(oldText);
+            faults += token != text || again != token || old != oldText || oldAgain != old ||
+                      Token::find(texts[0]) != kept;
+            old = std::move(token);
+            oldText = text;
+        }
+    });
 
     EXPECT_EQ(faults, 0);
 }

@@ -1,6 +1,5 @@
 #include "kiv/base/uniqueObject.h"
 
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -14,7 +13,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
-using ::testing::IsEmpty;
 
 struct NumberTraits {
     static int InvalidValue() { return -1; }
@@ -25,12 +23,7 @@ struct NumberTraits {
 };
 using Number = UniqueObject<int, NumberTraits>;
 
-class UniqueObjectTest : public ::testing::Test {
-protected:
-    UniqueObjectTest() { NumberTraits::freed.clear(); }
-};
-
-TEST_F(UniqueObjectTest, EachValueIsFreedOnce) {
+TEST(UniqueObjectTest, EachValueIsFreedOnce) {
     {
         Number number(1);
         Number other;
@@ -40,7 +33,6 @@ TEST_F(UniqueObjectTest, EachValueIsFreedOnce) {
         EXPECT_THAT(NumberTraits::freed, ElementsAre(1));
         other = std::move(number);
         EXPECT_FALSE(number.is_valid());
-        EXPECT_EQ(other.get(), 2);
         Number& self = other;
         other = std::move(self);
         EXPECT_EQ(other.get(), 2);
@@ -57,15 +49,16 @@ TEST_F(UniqueObjectTest, EachValueIsFreedOnce) {
     EXPECT_THAT(NumberTraits::freed, ElementsAre(1, 2, 4));
 }
 
-TEST_F(UniqueObjectTest, ResetWithTheHeldValueIsReportedAndKeepsIt) {
-    kiv::testing::LogCatcher log;
+TEST(UniqueObjectTest, ResetWithTheHeldValueIsReportedAndKeepsIt) {
+    testing::LogCatcher log;
+    NumberTraits::freed.clear();
     Number number(1);
 
     number.reset(1);
 
-    EXPECT_THAT(NumberTraits::freed, IsEmpty());
+    EXPECT_TRUE(NumberTraits::freed.empty());
     EXPECT_EQ(number.get(), 1);
-    const std::vector<kiv::testing::LogLine> lines = log.Take();
+    const auto lines = log.Take();
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_THAT(lines[0].payload, EndsWith("data_.generic == Traits::InvalidValue() || "
                                            "data_.generic != value"));

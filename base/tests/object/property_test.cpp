@@ -319,11 +319,8 @@ TEST_F(PropertyTest, ExpressionMayEndWhatItWorksFor) {
 
 TEST_F(PropertyTest, ObserverMayChangeWhatThePropertyFollows) {
     box->area.Bind([&] { return box->width.Get() * 10; });
-    bool throws = false;
-    const PropertyObserver older = box->area.Observe([&] {
-        if (throws)
-            throw std::runtime_error("stop");
-    });
+    std::function<void()> act = [] {};
+    const PropertyObserver older = box->area.Observe([&] { act(); });
     const PropertyObserver clamp = box->area.Observe([&] {
         if (box->width.Get() > 3)
             box->width.Set(3);
@@ -334,7 +331,7 @@ TEST_F(PropertyTest, ObserverMayChangeWhatThePropertyFollows) {
 
     // Also where another observer throws afterwards.
     box->width.Set(2);
-    throws = true;
+    act = [] { throw std::runtime_error("stop"); };
     EXPECT_THROW(box->width.Set(5), std::runtime_error);
     EXPECT_EQ(box->area.Get(), 30);
 }
@@ -350,12 +347,12 @@ TEST_F(PropertyTest, BindingsThatNeverAgreeAreReported) {
     EXPECT_EQ(log.Take().size(), 1u);
 
     // Each of several in a loop is cut off once, not again in each round of the others.
-    RefPtr<Box> loop[4];
+    const RefPtr<Box> loop[] = {MakeRefCounted<Box>(), MakeRefCounted<Box>(), box, other};
     int evaluated = 0;
     bool isGrowing = false;
-    for (RefPtr<Box>& one : loop)
-        one = MakeRefCounted<Box>();
-    for (RefPtr<Box>& one : loop) {
+    box->width.Unbinding();
+    box->height.Unbinding();
+    for (const RefPtr<Box>& one : loop) {
         one->width.Bind([&] {
             ++evaluated;
             int most = 0;
@@ -415,10 +412,7 @@ TEST_F(PropertyTest, ArchiveCarriesTheValueAndTellsNobody) {
     box->height.Set(4);
     const PropertyObserver observer = other->width.Observe(count);
     other->lid.Set(property_test::Lid::Flap);
-    Array<RefPtr<Box>> boxes;
-    boxes.push_back(other);
-    boxes.push_back(nullptr);
-    box->stack.Set(boxes);
+    box->stack.Set({other, nullptr});
     const auto expectCopy = [&](auto serializer) {
         ASSERT_EQ(serializer.Serialize(box), Status::Success);
         EXPECT_TRUE(other->width.HasBinding());

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -28,6 +29,10 @@ PropertyInfo InfoOf(int offset) {
 /// Opens what a typed class would call.
 struct Probe : UntypedProperty {
     explicit Probe(const PropertyInfo& info) : UntypedProperty(info) {}
+    void Bind(
+        Probe& source, std::function<void()> function = [] {}) {
+        SetBinding(source, std::move(function), nullptr);
+    }
     using UntypedProperty::GetBinding, UntypedProperty::GetFlags, UntypedProperty::GetObserverList,
         UntypedProperty::Notify, UntypedProperty::SetBinding, UntypedProperty::SetFlags,
         UntypedProperty::Subscribe, UntypedProperty::Unsubscribe;
@@ -84,8 +89,7 @@ TEST(UntypedPropertyTest, InfoOwnerAndFlagsLastThroughEveryState) {
         expect("observed", false, {&a});
         probe.Subscribe(&b);
         expect("observed twice", false, {&b, &a});
-        probe.SetBinding(
-            other->second, [] {}, nullptr);
+        probe.Bind(other->second);
         expect("bound", true, {&b, &a});
         EXPECT_EQ(other->second.GetObserverList(), probe.GetBinding());
         EXPECT_EQ(probe.GetBinding()->AsPropertyObserverImpl(), probe.GetBinding());
@@ -102,8 +106,7 @@ TEST(UntypedPropertyTest, InfoOwnerAndFlagsLastThroughEveryState) {
         expect("head gone", false, {&a});
         probe.Unsubscribe(&a);
         expect("plain again", false, {});
-        probe.SetBinding(
-            owner->first, [] {}, nullptr);
+        probe.Bind(owner->first);
         expect("bound from plain", true, {});
         probe.Unbinding();
         EXPECT_EQ(probe.Unbinding(), Status::Success);
@@ -120,15 +123,12 @@ TEST(UntypedPropertyTest, WithoutInfoOrOffsetItHasNoOwnerAndNoObservers) {
 
         EXPECT_EQ(probe.GetObject(), nullptr);
         probe.Subscribe(&observer);
-        owner->first.SetBinding(
-            owner->first, [] {}, nullptr);
-        owner->first.SetBinding(
-            probe, [] {}, nullptr);
+        owner->first.Bind(owner->first);
+        owner->first.Bind(probe);
         EXPECT_EQ(log.Take().size(), 3u);
         EXPECT_EQ(probe.GetObserverList(), nullptr);
         EXPECT_FALSE(owner->first.HasBinding());
-        probe.SetBinding(
-            owner->first, [] {}, nullptr);
+        probe.Bind(owner->first);
         EXPECT_TRUE(probe.HasBinding());
     }
 }
@@ -137,8 +137,7 @@ TEST(UntypedPropertyTest, WithoutInfoOrOffsetItHasNoOwnerAndNoObservers) {
 struct Stage {
     explicit Stage(bool bound) {
         if (bound)
-            owner->first.SetBinding(
-                source->first, [] {}, nullptr);
+            owner->first.Bind(source->first);
         for (const char* name : {"c", "b", "a", "new"})
             observers[name] = std::make_unique<Observer>(probe, [this, name] { told += name; });
         for (const char* name : {"c", "b", "a"})
@@ -158,14 +157,12 @@ struct Stage {
     Probe& probe = owner->first;
 };
 
-struct WalkCase {
-    const char* name;
-    std::function<void(Stage&)> act;
-    const char* told;  // behind the head
-};
-
 TEST(UntypedPropertyTest, NotifyBearsWhatAnObserverDoes) {
-    const WalkCase cases[] = {
+    const struct {
+        const char* name;
+        std::function<void(Stage&)> act;
+        const char* told;  // behind the head
+    } cases[] = {
         {"nothing", [](Stage&) {}, "bc"},
         {"unlinks itself", [](Stage& s) { s.probe.Unsubscribe(s.At("a")); }, "bc"},
         {"deletes itself", [](Stage& s) { s.Drop("a"); }, "bc"},
@@ -180,15 +177,8 @@ TEST(UntypedPropertyTest, NotifyBearsWhatAnObserverDoes) {
          [](Stage& s) { s.probe.Unsubscribe(s.At("a")), s.probe.Subscribe(s.At("a")); }, "bc"},
         {"moves the next to the head",
          [](Stage& s) { s.probe.Unsubscribe(s.At("b")), s.probe.Subscribe(s.At("b")); }, "c"},
-        {"ends or makes the binding",
-         [](Stage& s) {
-             if (s.probe.HasBinding())
-                 s.probe.Unbinding();
-             else
-                 s.probe.SetBinding(
-                     s.source->first, [] {}, nullptr);
-         },
-         "bc"},
+        {"makes or replaces the binding", [](Stage& s) { s.probe.Bind(s.source->second); }, "bc"},
+        {"ends the binding", [](Stage& s) { s.probe.Unbinding(); }, "bc"},
         {"destroys the property", [](Stage& s) { s.owner.reset(); }, ""},
         {"deletes itself and destroys the property", [](Stage& s) { s.Drop("a"), s.owner.reset(); },
          ""},
@@ -200,7 +190,7 @@ TEST(UntypedPropertyTest, NotifyBearsWhatAnObserverDoes) {
          },
          "bb"},
     };
-    for (const WalkCase& c : cases) {
+    for (const auto& c : cases) {
         for (const bool bound : {false, true}) {
             SCOPED_TRACE(std::string(c.name) + (bound ? ", bound" : ""));
             Stage stage(bound);
@@ -224,20 +214,17 @@ TEST(UntypedPropertyTest, SecondBindingReplacesTheFunctionOnly) {
     Status status = Status::Failure;
     std::string ran;
 
-    owner->first.SetBinding(
-        owner->second, [&] { ran += "1"; }, &status);
-    owner->second.Notify();
-    EXPECT_EQ(ran, "1");
+    owner->first.Bind(owner->second, [&] { ran += "1"; });
     owner->first.SetBinding(
         other->second, [&] { ran += "2"; }, &status);
-    other->second.Notify();
-    EXPECT_EQ(ran, "1");
-    owner->second.Notify();
-    EXPECT_EQ(ran, "12");
-    owner->first.SetBinding(owner->second, {}, &status);
-    owner->first.GetBinding()->Notify();
-    EXPECT_EQ(ran, "12");
     EXPECT_EQ(status, Status::Failure);  // not written
+    other->second.Notify();
+    EXPECT_EQ(ran, "");
+    owner->second.Notify();
+    EXPECT_EQ(ran, "2");
+    owner->first.Bind(owner->second, {});
+    owner->first.GetBinding()->Notify();
+    EXPECT_EQ(ran, "2");
 }
 
 TEST(UntypedPropertyTest, BindingBearsWhatItsFunctionDoes) {
@@ -246,32 +233,25 @@ TEST(UntypedPropertyTest, BindingBearsWhatItsFunctionDoes) {
         RefPtr<Owner> target = MakeRefCounted<Owner>();
         std::string ran;
     };
-    struct Case {
+    const struct {
         const char* name;
         std::function<void(Pair&)> act;
         const char* ran;  // by a change within which it acts, and by another one
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"nothing", [](Pair&) {}, "xx"},
         {"ends the binding", [](Pair& p) { p.target->first.Unbinding(); }, "x"},
         {"destroys the target", [](Pair& p) { p.target.reset(); }, "x"},
         {"destroys the source", [](Pair& p) { p.source.reset(); }, "x"},
         {"destroys both", [](Pair& p) { p.source.reset(), p.target.reset(); }, "x"},
         {"replaces itself",
-         [](Pair& p) {
-             p.target->first.SetBinding(
-                 p.source->first, [&p] { p.ran += "y"; }, nullptr);
-         },
-         "xy"},
+         [](Pair& p) { p.target->first.Bind(p.source->first, [&p] { p.ran += "y"; }); }, "xy"},
         {"gets another one in its place",
          [](Pair& p) { p.target->first.GetBinding()->function = [&p] { p.ran += "y"; }; }, "xy"},
-        {"removes itself",
-         [](Pair& p) { p.target->first.SetBinding(p.source->first, {}, nullptr); }, "x"},
+        {"removes itself", [](Pair& p) { p.target->first.Bind(p.source->first, {}); }, "x"},
         {"binds anew",
          [](Pair& p) {
              p.target->first.Unbinding();
-             p.target->first.SetBinding(
-                 p.source->first, [&p] { p.ran += "y"; }, nullptr);
+             p.target->first.Bind(p.source->first, [&p] { p.ran += "y"; });
          },
          "xy"},
         {"runs again within itself",
@@ -281,17 +261,15 @@ TEST(UntypedPropertyTest, BindingBearsWhatItsFunctionDoes) {
          },
          "xxxx"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         Pair pair;
-        pair.target->first.SetBinding(
-            pair.source->first,
-            [&pair, act = c.act, held = std::make_shared<std::string>("x")] {
-                pair.ran += "x";
-                act(pair);
-                EXPECT_EQ(*held, "x");
-            },
-            nullptr);
+        const auto run = [&pair, act = c.act, held = std::make_shared<std::string>("x")] {
+            pair.ran += "x";
+            act(pair);
+            EXPECT_EQ(*held, "x");
+        };
+        pair.target->first.Bind(pair.source->first, run);
         pair.source->first.Notify();
         if (pair.source)
             pair.source->first.Notify();
@@ -304,8 +282,7 @@ TEST(UntypedPropertyTest, SidesOfABindingDieInAnyOrder) {
         RefPtr<Owner> source = MakeRefCounted<Owner>();
         RefPtr<Owner> target = MakeRefCounted<Owner>();
         auto held = std::make_shared<int>();
-        target->second.SetBinding(
-            source->first, [held] {}, nullptr);
+        target->second.Bind(source->first, [held] {});
         (sourceFirst ? source : target).reset();
         if (sourceFirst) {
             EXPECT_TRUE(target->second.HasBinding());
