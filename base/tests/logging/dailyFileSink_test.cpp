@@ -7,13 +7,12 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include "kiv/base/file.h"
@@ -24,16 +23,18 @@ namespace kiv {
 namespace {
 
 using std::chrono::milliseconds;
-using ::testing::ElementsAre;
-using testing::FakeLogClock;
-using ::testing::HasSubstr;
-using ::testing::Pair;
+using namespace ::testing;
+using namespace testing;
 namespace fs = std::filesystem;
 
 using Files = std::map<std::string, std::string>;  // contents by name
 
+auto Tells(const std::string& reason) {
+    return ::testing::Optional(HasSubstr(reason));
+}
+
 // A sink for "app.log" in a directory of its own, whose lines are the bare messages.
-class DailyFileSinkTest : public ::testing::Test {
+class DailyFileSinkTest : public Test {
 protected:
     void Build(unsigned short maxFiles = 0, bool truncate = false) {
         sink_ = std::make_shared<logging::FileSink>((folder_ / "app.log").string(), 0, 0, truncate,
@@ -66,14 +67,14 @@ protected:
         }
         return files;
     }
-    std::vector<std::string> Days() {
-        std::vector<std::string> days;
+    // Of which days in February there are files: "04 05".
+    std::string Days() {
+        std::string days;
         for (const auto& [name, contents] : Read())
-            days.push_back(name.substr(sizeof "app_2026-" - 1, sizeof "02-04" - 1));
+            days += (days.empty() ? "" : " ") + name.substr(sizeof "app_2026-02-" - 1, 2);
         return days;
     }
     fs::path FileOf(const std::string& day) { return folder_ / ("app_" + day + ".log"); }
-    void Touch(const std::string& day) { std::ofstream(FileOf(day)) << "before\n"; }
 
     FakeLogClock clock_{"2026-02-04 12:00:00"};
     ScopedTemporaryDirectory temporary_;
@@ -109,15 +110,10 @@ TEST_F(DailyFileSinkTest, ARotationTimeOutsideOfTheDayIsRefused) {
     }
 }
 
-struct NightCase {
-    const char* name;
-    const char* zone;
-    const char* before;
-    const char* after;
-};
-
 TEST_F(DailyFileSinkTest, MessagesOnEitherSideOfMidnightLandInTwoFiles) {
-    const NightCase cases[] = {
+    const struct {
+        const char *name, *zone, *before, *after;
+    } cases[] = {
         {"ordinary", "UTC", "2026-02-04 12:00:00", "2026-02-05 00:00:00"},
         {"silent days", "UTC", "2026-02-04 12:00:00", "2026-02-09 17:00:00"},
         {"23 hours", "Europe/Berlin", "2026-03-29 12:00:00", "2026-03-30 00:00:00"},
@@ -126,7 +122,7 @@ TEST_F(DailyFileSinkTest, MessagesOnEitherSideOfMidnightLandInTwoFiles) {
         {"before the change", "Europe/Berlin", "2026-03-29 00:00:00", "2026-03-30 00:30:00"},
         {"no midnight", "America/Havana", "2026-03-07 12:00:00", "2026-03-08 01:00:00"},
     };
-    for (const NightCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         folder_ = fs::path(temporary_.path) / c.name;
         FakeLogClock clock(c.before, c.zone);
@@ -162,50 +158,34 @@ TEST_F(DailyFileSinkTest, WhereMidnightComesTwiceNotEachMessageIsARotation) {
     EXPECT_EQ(opened, 1);
 }
 
-struct QueueCase {
-    const char* name;
-    unsigned short maxFiles;
-    std::vector<std::string> existing;  // all in February
-    std::vector<std::string> written;   // the days of messages; the sink is built on the first
-    std::vector<std::string> left;
-};
-
 TEST_F(DailyFileSinkTest, TheOldestOfTheKnownFilesGo) {
-    const QueueCase cases[] = {
-        {"the first file is not known",
-         2,
-         {},
-         {"04", "05", "06", "07"},
-         {"02-04", "02-06", "02-07"}},
-        {"no limit", 0, {"02"}, {"04", "05", "06"}, {"02-02", "02-04", "02-05", "02-06"}},
-        {"without a file of today none is known",
-         1,
-         {"02", "03"},
-         {"04", "05", "06"},
-         {"02-02", "02-03", "02-04", "02-06"}},
-        {"known up to a gap",
-         3,
-         {"01", "03", "04"},
-         {"04", "05", "06", "07"},
-         {"02-01", "02-05", "02-06", "02-07"}},
-        {"known up to the limit", 2, {"02", "03", "04"}, {"04", "05"}, {"02-02", "02-04", "02-05"}},
-        {"there and back",
-         2,
-         {},
-         {"04", "09", "05", "09", "05", "10"},
-         {"02-04", "02-09", "02-10"}},
-        {"the clock is set back", 1, {"04"}, {"04", "09", "05", "10"}, {"02-10"}},
+    const struct {
+        const char* name;
+        unsigned short maxFiles;
+        const char* existing;  // days in February
+        const char* written;   // the days of messages; the sink is built on the first
+        const char* left;
+    } cases[] = {
+        {"the first file is not known", 2, "", "04 05 06 07", "04 06 07"},
+        {"no limit", 0, "02", "04 05 06", "02 04 05 06"},
+        {"without a file of today none is known", 1, "02 03", "04 05 06", "02 03 04 06"},
+        {"known up to a gap", 3, "01 03 04", "04 05 06 07", "01 05 06 07"},
+        {"known up to the limit", 2, "02 03 04", "04 05", "02 04 05"},
+        {"there and back", 2, "", "04 09 05 09 05 10", "04 09 10"},
+        {"the clock is set back", 1, "04", "04 09 05 10", "10"},
     };
-    for (const QueueCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         folder_ = fs::path(temporary_.path) / c.name;
         fs::create_directory(folder_);
-        for (const std::string& day : c.existing)
-            Touch("2026-02-" + day);
-        clock_.Set("2026-02-" + c.written.front() + " 12:00:00");
+        std::istringstream existing(c.existing);
+        std::istringstream written(c.written);
+        for (std::string day; existing >> day;)
+            std::ofstream(FileOf("2026-02-" + day)) << "before";
+        clock_.Set("2026-02-04 12:00:00");
         Build(c.maxFiles);
 
-        for (const std::string& day : c.written) {
+        for (std::string day; written >> day;) {
             EXPECT_EQ(LogAt("2026-02-" + day + " 12:00:00", "text"), std::nullopt);
             EXPECT_TRUE(fs::exists(sink_->filename()));
         }
@@ -222,19 +202,18 @@ TEST_F(DailyFileSinkTest, TheMessageIsWrittenBeforeTheOldestFileGoes) {
     fs::create_directories(FileOf("2026-02-05") / "full");
 
     EXPECT_THAT(LogAt("2026-02-06 12:00:00", "third"),
-                ::testing::Optional(
-                    HasSubstr("Failed removing daily file " + FileOf("2026-02-05").string())));
+                Tells("Failed removing daily file " + FileOf("2026-02-05").string()));
     EXPECT_EQ(Read()["app_2026-02-06.log"], "third\n");
 
     // It counts as removed, and a file that is gone is no failure.
     EXPECT_EQ(LogAt("2026-02-07 12:00:00", "fourth"), std::nullopt);
     fs::remove(FileOf("2026-02-07"));
     EXPECT_EQ(LogAt("2026-02-08 12:00:00", "fifth"), std::nullopt);
-    EXPECT_EQ(Days(), (std::vector<std::string>{"02-04", "02-08"}));
+    EXPECT_EQ(Days(), "04 08");
 }
 
 TEST_F(DailyFileSinkTest, NeitherTruncationNorRetentionMeetsTheOpenFile) {
-    Touch("2026-02-04");
+    std::ofstream(FileOf("2026-02-04")) << "before";
     clock_.Set("2026-02-04 23:59:59");
     Build(2, true);
     EXPECT_EQ(Log("first"), std::nullopt);
@@ -254,7 +233,7 @@ TEST_F(DailyFileSinkTest, AFileThatCanNotBeOpenedIsReportedOnceAndTriedAtGrowing
     Build();
     const std::string reason = "Failed opening file " + FileOf("2026-02-04").string();
 
-    EXPECT_THAT(Log("lost"), ::testing::Optional(HasSubstr(reason)));
+    EXPECT_THAT(Log("lost"), Tells(reason));
     EXPECT_EQ(Log("lost"), std::nullopt);
     EXPECT_EQ(sink_->filename(), "");
 
@@ -304,8 +283,7 @@ TEST_F(DailyFileSinkTest, ARotationThatFailsGoesOnInTheFileBefore) {
     Log("first");
     fs::create_directory(FileOf("2026-02-05"));
 
-    EXPECT_THAT(LogAt("2026-02-05 00:00:00", "second"),
-                ::testing::Optional(HasSubstr("Failed opening file")));
+    EXPECT_THAT(LogAt("2026-02-05 00:00:00", "second"), Tells("Failed opening file"));
     EXPECT_EQ(Log("third"), std::nullopt);
     fs::remove(FileOf("2026-02-05"));
     clock_.Advance(milliseconds(125));
@@ -325,7 +303,7 @@ TEST_F(DailyFileSinkTest, AFullDiskLosesLinesAndNothingElse) {
 
     EXPECT_EQ(Log("fits into memory"), std::nullopt);
     EXPECT_THROW(sink_->flush(), spdlog::spdlog_ex);
-    EXPECT_THAT(Log(std::string(1 << 20, 'a')), ::testing::Optional(HasSubstr("Failed writing")));
+    EXPECT_THAT(Log(std::string(1 << 20, 'a')), Tells("Failed writing"));
 
     EXPECT_EQ(LogAt("2026-02-05 00:00:00", "there is room again"), std::nullopt);
     EXPECT_THAT(Read(), ElementsAre(Pair("app_2026-02-05.log", "there is room again\n")));

@@ -10,7 +10,6 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,51 +20,41 @@
 namespace kiv {
 namespace {
 
-using internal::KIV_BASE_SYSTEM::UniqueFDTraits;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using testing::LogCatcher;
-using testing::NamesIn;
-using testing::OpenDescriptors;
-using testing::PassesInChild;
-using testing::ReadFile;
-using testing::WriteFile;
+using namespace ::testing;
+using namespace testing;
+using FileTest = FolderTest;
 
 constexpr FilePermission kAny[] = {FilePermission::Read, FilePermission::Write,
                                    FilePermission::ReadWrite, FilePermission{77}};
 
-TEST(FileTest, FilesAreMadeKeptAndCut) {
-    const ScopedTemporaryDirectory folder;
-    const std::string path = folder.path + "/a";
-    EXPECT_FALSE(OpenFile(folder.fd, "a", false, FilePermission::Write).is_valid());
-    EXPECT_TRUE(OpenFile(folder.fd, "a", true, FilePermission::Read).is_valid());
-    WriteFile(path, "contents");
+TEST_F(FileTest, FilesAreMadeKeptAndCut) {
+    EXPECT_FALSE(OpenFile(folder_.fd, "a", false, FilePermission::Write).is_valid());
+    EXPECT_TRUE(OpenFile(folder_.fd, "a", true, FilePermission::Read).is_valid());
+    Put("a", "contents");
 
-    const UniqueFD file = OpenFile(folder.fd, "a", true, FilePermission::ReadWrite);
-    EXPECT_EQ(ReadFile(path), "contents");
+    const UniqueFD file = OpenFile(folder_.fd, "a", true, FilePermission::ReadWrite);
+    EXPECT_EQ(TextIn("a"), "contents");
     EXPECT_TRUE(TruncateFile(file, 3));
-    EXPECT_EQ(ReadFile(path), "con");
+    EXPECT_EQ(TextIn("a"), "con");
     EXPECT_TRUE(TruncateFile(file, 5));
-    EXPECT_EQ(ReadFile(path), std::string("con\0\0", 5));
+    EXPECT_EQ(TextIn("a"), std::string("con\0\0", 5));
     for (const uint64 size : {~uint64{0}, uint64{1} << 63})
         EXPECT_FALSE(TruncateFile(file, size));
-    EXPECT_FALSE(TruncateFile(OpenFileReadOnly(folder.fd, "a"), 1));
-    EXPECT_FALSE(TruncateFile(folder.fd, 1));
+    EXPECT_FALSE(TruncateFile(OpenFileReadOnly(folder_.fd, "a"), 1));
+    EXPECT_FALSE(TruncateFile(folder_.fd, 1));
 }
 
-TEST(FileTest, AFileIsNoDirectoryAndADirectoryNoFile) {
-    const ScopedTemporaryDirectory folder;
-    WriteFile(folder.path + "/file", "");
-    ASSERT_EQ(::mkdir((folder.path + "/dir").c_str(), 0700), 0);
-    ASSERT_EQ(::mkfifo((folder.path + "/pipe").c_str(), 0600), 0);
-    ASSERT_EQ(::symlink("file", (folder.path + "/toFile").c_str()), 0);
-    ASSERT_EQ(::symlink("dir", (folder.path + "/toDir").c_str()), 0);
-    ASSERT_EQ(::symlink("nothing", (folder.path + "/toNothing").c_str()), 0);
-    struct Case {
+TEST_F(FileTest, AFileIsNoDirectoryAndADirectoryNoFile) {
+    Put("file", "");
+    ASSERT_EQ(::mkdir(PathOf("dir").c_str(), 0700), 0);
+    ASSERT_EQ(::mkfifo(PathOf("pipe").c_str(), 0600), 0);
+    Link("file", "toFile");
+    Link("dir", "toDir");
+    Link("nothing", "toNothing");
+    const struct {
         const char* path;
         bool is_plain, opens_as_file, is_directory;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"file", true, true, false},        {"dir", false, false, true},
         {"pipe", false, true, false},       {"toFile", false, true, false},
         {"toDir", false, false, true},      {"toNothing", false, false, false},
@@ -73,41 +62,40 @@ TEST(FileTest, AFileIsNoDirectoryAndADirectoryNoFile) {
         {"dir/../file", true, true, false}, {".//file", true, true, false},
         {"dir/", false, false, true},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.path);
-        const std::string path = folder.path + '/' + c.path;
+        const std::string path = PathOf(c.path);
         EXPECT_EQ(IsFile(path), c.is_plain);
-        EXPECT_TRUE(FileExists(folder.fd, c.path));
+        EXPECT_TRUE(FileExists(folder_.fd, c.path));
         EXPECT_TRUE(FileExists(UniqueFD(), path.c_str()));
-        EXPECT_EQ(IsDirectory(folder.fd, c.path), c.is_directory);
+        EXPECT_EQ(IsDirectory(folder_.fd, c.path), c.is_directory);
         for (const FilePermission permission : kAny) {
             // A pipe can't be written without a reader, and nobody waits for one.
             const bool opens = c.opens_as_file && (permission != FilePermission::Write ||
                                                    std::string_view(c.path) != "pipe");
-            EXPECT_EQ(OpenFile(folder.fd, c.path, false, permission).is_valid(), opens);
+            EXPECT_EQ(OpenFile(folder_.fd, c.path, false, permission).is_valid(), opens);
             EXPECT_EQ(OpenFile(path.c_str(), false, permission).is_valid(), opens);
-            EXPECT_EQ(IsDirectory(OpenDirectory(folder.fd, c.path, false, permission)),
+            EXPECT_EQ(IsDirectory(OpenDirectory(folder_.fd, c.path, false, permission)),
                       c.is_directory);
             EXPECT_EQ(OpenDirectory(path.c_str(), true, permission).is_valid(), c.is_directory);
         }
     }
-    EXPECT_FALSE(IsDirectory(OpenFileReadOnly(folder.fd, "file")));
-    EXPECT_FALSE(UnlinkFile(folder.fd, "dir"));
-    EXPECT_FALSE(UnlinkDirectory(folder.fd, "file"));
-    EXPECT_FALSE(UnlinkDirectory(folder.fd, "toDir"));
-    EXPECT_TRUE(UnlinkDirectory(folder.fd, "dir"));
+    EXPECT_FALSE(IsDirectory(OpenFileReadOnly(folder_.fd, "file")));
+    EXPECT_FALSE(UnlinkFile(folder_.fd, "dir"));
+    EXPECT_FALSE(UnlinkDirectory(folder_.fd, "file"));
+    EXPECT_FALSE(UnlinkDirectory(folder_.fd, "toDir"));
+    EXPECT_TRUE(UnlinkDirectory(folder_.fd, "dir"));
     for (const char* name : {"file", "pipe", "toDir", "toFile", "toNothing"})
-        EXPECT_TRUE(UnlinkFile(folder.fd, name)) << name;
-    EXPECT_THAT(NamesIn(folder.fd), IsEmpty());
+        EXPECT_TRUE(UnlinkFile(folder_.fd, name)) << name;
+    EXPECT_THAT(Names(), IsEmpty());
 }
 
-TEST(FileTest, HandlesWaitLaterAndStayInThisProcess) {
-    const ScopedTemporaryDirectory folder;
-    ASSERT_EQ(::mkfifo((folder.path + "/pipe").c_str(), 0600), 0);
-    const UniqueFD pipe = OpenFileReadOnly(folder.fd, "pipe");
-    const UniqueFD file = OpenFile(folder.fd, "file", true, FilePermission::Write);
+TEST_F(FileTest, HandlesWaitLaterAndStayInThisProcess) {
+    ASSERT_EQ(::mkfifo(PathOf("pipe").c_str(), 0600), 0);
+    const UniqueFD pipe = OpenFileReadOnly(folder_.fd, "pipe");
+    const UniqueFD file = OpenFile(folder_.fd, "file", true, FilePermission::Write);
     const UniqueFD second = Duplicate(pipe.get());
-    for (const UniqueFD* handle : {&pipe, &file, &second, &folder.fd}) {
+    for (const UniqueFD* handle : {&pipe, &file, &second, &folder_.fd}) {
         EXPECT_EQ(::fcntl(handle->get(), F_GETFL) & O_NONBLOCK, 0);
         EXPECT_EQ(::fcntl(handle->get(), F_GETFD), FD_CLOEXEC);
     }
@@ -116,23 +104,23 @@ TEST(FileTest, HandlesWaitLaterAndStayInThisProcess) {
     EXPECT_FALSE(Duplicate(AT_FDCWD).is_valid());
 }
 
-TEST(FileTest, ClosingForgetsTheHandleAndZeroIsOne) {
+TEST_F(FileTest, ClosingForgetsTheHandleAndZeroIsOne) {
     EXPECT_TRUE(PassesInChild([] {
         ::close(0);
         UniqueFD root = OpenDirectory("/", false, FilePermission::Read);
         EXPECT_EQ(root.get(), 0);
         EXPECT_TRUE(IsDirectory(root, "tmp"));
-        UniqueFDTraits::file_map.emplace(0, internal::KIV_BASE_SYSTEM::DirCacheEntry());
+        auto& cached = internal::KIV_BASE_SYSTEM::UniqueFDTraits::file_map;
+        cached.emplace(0, internal::KIV_BASE_SYSTEM::DirCacheEntry());
         root.reset();
-        EXPECT_THAT(UniqueFDTraits::file_map, IsEmpty());
+        EXPECT_THAT(cached, IsEmpty());
         EXPECT_EQ(::fcntl(0, F_GETFD), -1);
     }));
 }
 
-TEST(FileTest, WaitsForALeaseToBeGivenUp) {
-    const ScopedTemporaryDirectory folder;
-    WriteFile(folder.path + "/a", "");
-    const UniqueFD reader = OpenFileReadOnly(folder.fd, "a");
+TEST_F(FileTest, WaitsForALeaseToBeGivenUp) {
+    Put("a", "");
+    const UniqueFD reader = OpenFileReadOnly(folder_.fd, "a");
     if (::fcntl(reader.get(), F_SETLEASE, F_RDLCK) != 0 && (errno == EINVAL || errno == EAGAIN))
         GTEST_SKIP() << "this file system has no leases";
     ASSERT_EQ(::fcntl(reader.get(), F_SETLEASE, F_UNLCK), 0);
@@ -147,27 +135,25 @@ TEST(FileTest, WaitsForALeaseToBeGivenUp) {
             ::sigwait(&broken, &signal);
             ::fcntl(reader.get(), F_SETLEASE, F_UNLCK);
         });
-        EXPECT_TRUE(OpenFile(folder.fd, "a", false, FilePermission::Write).is_valid());
+        EXPECT_TRUE(OpenFile(folder_.fd, "a", false, FilePermission::Write).is_valid());
         holder.join();
     }));
 }
 
-TEST(CreateDirectoryTest, MakesWhatIsMissingOfItsComponents) {
-    const ScopedTemporaryDirectory folder;
-    EXPECT_TRUE(CreateDirectory(folder.fd, {"a", "b"}, FilePermission::Read).is_valid());
+TEST_F(FileTest, ADirectoryIsMadeWithWhatIsMissingAboveIt) {
+    EXPECT_TRUE(CreateDirectory(folder_.fd, {"a", "b"}, FilePermission::Read).is_valid());
     EXPECT_TRUE(
-        CreateDirectory(folder.fd, {"a", "b", "\xFF\xFE"}, FilePermission::ReadWrite).is_valid());
-    EXPECT_TRUE(IsDirectory(folder.fd, "a/b/\xFF\xFE"));
+        CreateDirectory(folder_.fd, {"a", "b", "\xFF\xFE"}, FilePermission::ReadWrite).is_valid());
+    EXPECT_TRUE(IsDirectory(folder_.fd, "a/b/\xFF\xFE"));
 
-    WriteFile(folder.path + "/file", "");
+    Put("file", "");
     const std::vector<std::string> refused[] = {
         {}, {"file"}, {"file", "c"}, {"new", std::string("a\0b", 3)}, {std::string(300, 'x')}};
     for (const std::vector<std::string>& components : refused)
-        EXPECT_FALSE(CreateDirectory(folder.fd, components, FilePermission::Read).is_valid());
-    for (const UniqueFD& base : {UniqueFD(), OpenFileReadOnly(folder.fd, "file")})
-        EXPECT_FALSE(
-            CreateDirectory(base, {folder.path + "/new"}, FilePermission::Read).is_valid());
-    EXPECT_THAT(NamesIn(folder.fd), ElementsAre("a", "file"));
+        EXPECT_FALSE(CreateDirectory(folder_.fd, components, FilePermission::Read).is_valid());
+    for (const UniqueFD& base : {UniqueFD(), OpenFileReadOnly(folder_.fd, "file")})
+        EXPECT_FALSE(CreateDirectory(base, {PathOf("new")}, FilePermission::Read).is_valid());
+    EXPECT_THAT(Names(), ElementsAre("a", "file"));
 }
 
 // All operations that take a path, as questions whether they succeed.
@@ -206,12 +192,11 @@ const Operation kByPath[] = {
     {"copy to", [](auto&, auto path) { return CopyFileUtf8("file", path); }},
 };
 
-TEST(FileTest, BadPathsFailEverywhereWithoutATrace) {
-    const ScopedTemporaryDirectory folder;
-    WriteFile(folder.path + "/file", "contents");
-    ASSERT_EQ(::symlink("loop", (folder.path + "/loop").c_str()), 0);
+TEST_F(FileTest, BadPathsFailEverywhereWithoutATrace) {
+    Put("file", "contents");
+    Link("loop", "loop");
     ASSERT_TRUE(
-        CreateDirectory(folder.fd, {"outer", "inner", "dir"}, FilePermission::Read).is_valid());
+        CreateDirectory(folder_.fd, {"outer", "inner", "dir"}, FilePermission::Read).is_valid());
     std::string deep;
     for (int i = 0; i < 3000; ++i)
         deep += "a/";
@@ -221,18 +206,18 @@ TEST(FileTest, BadPathsFailEverywhereWithoutATrace) {
     // A child has the folder as its working directory, where a relative path must not be looked up
     // if its base is none.
     EXPECT_TRUE(PassesInChild([&] {
-        ASSERT_EQ(::chdir(folder.path.c_str()), 0);
-        const UniqueFD file = OpenFileReadOnly(folder.fd, "file");
+        ASSERT_EQ(::chdir(folder_.path.c_str()), 0);
+        const UniqueFD file = OpenFileReadOnly(folder_.fd, "file");
         const UniqueFD none;
         const UniqueFD workingDirectory(AT_FDCWD);
-        const UniqueFD inner = OpenDirectoryReadOnly(folder.fd, "outer/inner");
+        const UniqueFD inner = OpenDirectoryReadOnly(folder_.fd, "outer/inner");
         LogCatcher log;
         const std::size_t descriptors = OpenDescriptors();
         for (const Operation& operation : kBelowBase) {
             SCOPED_TRACE(operation.name);
             for (const std::string& path : bad)
-                EXPECT_FALSE(operation.succeeds(folder.fd, path.c_str())) << path;
-            EXPECT_FALSE(operation.succeeds(folder.fd, nullptr));
+                EXPECT_FALSE(operation.succeeds(folder_.fd, path.c_str())) << path;
+            EXPECT_FALSE(operation.succeeds(folder_.fd, nullptr));
             for (const UniqueFD* base : {&file, &none, &workingDirectory})
                 for (const char* path : {"file", "new", "", "."})
                     EXPECT_FALSE(operation.succeeds(*base, path)) << base->get() << path;
@@ -256,9 +241,9 @@ TEST(FileTest, BadPathsFailEverywhereWithoutATrace) {
         EXPECT_EQ(OpenDescriptors(), descriptors);
         EXPECT_THAT(log.Take(), IsEmpty());
     }));
-    EXPECT_EQ(ReadFile(folder.path + "/file"), "contents");
-    EXPECT_THAT(NamesIn(folder.fd), ElementsAre("file", "loop", "outer"));
-    EXPECT_TRUE(IsDirectory(folder.fd, "outer/inner/dir"));
+    EXPECT_EQ(TextIn("file"), "contents");
+    EXPECT_THAT(Names(), ElementsAre("file", "loop", "outer"));
+    EXPECT_TRUE(IsDirectory(folder_.fd, "outer/inner/dir"));
 }
 
 TEST(ScopedTemporaryDirectoryTest, GoesAwayWithAllThatIsInIt) {
@@ -276,25 +261,21 @@ TEST(ScopedTemporaryDirectoryTest, GoesAwayWithAllThatIsInIt) {
     EXPECT_FALSE(FileExists(UniqueFD(), path.c_str()));
 }
 
-TEST(ScopedTemporaryDirectoryTest, StandsInTheFolderForSuchIfThereIsOne) {
-    const ScopedTemporaryDirectory folder;
-    struct Case {
-        std::string told, expected;
-    };
-    const Case cases[] = {{folder.path, folder.path + '/'},
-                          {folder.path + '/', folder.path + '/'},
-                          {"relative", "/tmp/"},
-                          {"", "/tmp/"},
-                          {folder.path + "/missing", ""}};
+TEST_F(FileTest, TemporaryDirectoriesStandInTheFolderForSuchIfThereIsOne) {
+    const std::pair<std::string, std::string> cases[] = {{folder_.path, PathOf("")},
+                                                         {PathOf(""), PathOf("")},
+                                                         {"relative", "/tmp/"},
+                                                         {"", "/tmp/"},
+                                                         {PathOf("missing"), ""}};
     EXPECT_TRUE(PassesInChild([&] {
-        for (const Case& c : cases) {
-            ASSERT_EQ(::setenv("TMPDIR", c.told.c_str(), 1), 0);
+        for (const auto& [told, expected] : cases) {
+            ASSERT_EQ(::setenv("TMPDIR", told.c_str(), 1), 0);
             const ScopedTemporaryDirectory made;
-            EXPECT_EQ(made.path.substr(0, made.path.rfind('/') + 1), c.expected);
-            EXPECT_EQ(made.fd.is_valid(), !c.expected.empty());
+            EXPECT_EQ(made.path.substr(0, made.path.rfind('/') + 1), expected);
+            EXPECT_EQ(made.fd.is_valid(), !expected.empty());
         }
     }));
-    EXPECT_THAT(NamesIn(folder.fd), IsEmpty());
+    EXPECT_THAT(Names(), IsEmpty());
 }
 
 }  // namespace

@@ -10,56 +10,40 @@ namespace {
 
 constexpr PathStyle kPosix = PathStyle::Posix;
 constexpr PathStyle kWindows = PathStyle::Windows;
-constexpr std::size_t kNoPosition = std::string::npos;
-
-struct DirectoryCase {
-    PathStyle style;
-    std::string path;
-    std::size_t root;
-    std::string directory;
-};
 
 TEST(PathRulesTest, ADirectoryReachesUpToTheLastSeparatorOrTheRoot) {
-    const DirectoryCase cases[] = {
+    const struct {
+        PathStyle style;
+        std::string path;
+        std::size_t root;
+        std::string directory;
+    } cases[] = {
         {kWindows, "", 0, ""},
         {kWindows, "/", 1, "/"},
-        {kWindows, "/x", 1, "/"},
-        {kWindows, "\\", 1, "\\"},
         {kWindows, "\\x", 1, "\\"},
         {kWindows, "\\a/b", 1, "\\a"},
         {kWindows, "//a/b", 1, "//a"},
         {kWindows, "\\\\", 2, "\\\\"},
         {kWindows, "\\\\server", 8, "\\\\server"},
         {kWindows, "\\\\server/x", 10, "\\\\server/x"},
-        {kWindows, "\\\\server\\share", kNoPosition, ""},
-        {kWindows, "\\\\server\\share\\", 14, "\\\\server\\share"},
-        {kWindows, "\\\\server\\share\\x", 14, "\\\\server\\share"},
+        {kWindows, "\\\\server\\share", std::string::npos, ""},
         {kWindows, "\\\\server\\share\\x\\y", 14, "\\\\server\\share\\x"},
         {kWindows, "\\\\\\\\", 3, "\\\\\\"},
         {kWindows, "C:", 0, ""},
         {kWindows, "C:x", 0, ""},
         {kWindows, "C:\\", 3, "C:\\"},
-        {kWindows, "C:\\x", 3, "C:\\"},
         {kWindows, "z:/x", 3, "z:/"},
-        {kWindows, "C:\\a\\b", 3, "C:\\a"},
         {kWindows, "C:\\a/b", 3, "C:\\a"},
         {kWindows, "1:\\x", 0, "1:"},
         {kWindows, "@:\\x", 0, "@:"},
         {kWindows, "[:\\x", 0, "[:"},
-        {kWindows, "x", 0, ""},
         {kWindows, "a\\b\\", 0, "a\\b"},
-        {kPosix, "", 0, ""},
         {kPosix, "/", 1, "/"},
-        {kPosix, "/x", 1, "/"},
-        {kPosix, "/a/b", 1, "/a"},
         {kPosix, "/a/b/", 1, "/a/b"},
         {kPosix, "a//b", 0, "a/"},
-        {kPosix, "x", 0, ""},
-        {kPosix, "\\x", 0, ""},
-        {kPosix, "C:\\a\\b", 0, ""},
         {kPosix, "C:\\a/b\\c", 0, "C:\\a"},
     };
-    for (const DirectoryCase& c : cases) {
+    for (const auto& c : cases) {
         EXPECT_EQ(RootLength(c.path, c.style), c.root) << c.path;
         EXPECT_EQ(GetDirectoryName(c.path, c.style), c.directory) << c.path;
     }
@@ -77,8 +61,7 @@ TEST(PathRulesTest, JoiningPutsOneSeparatorBetweenComponents) {
 }
 
 struct TextCase {
-    std::string text;
-    std::string result;
+    std::string text, result;
 };
 
 TEST(PathRulesTest, AnEscapeIsOneByte) {
@@ -87,17 +70,11 @@ TEST(PathRulesTest, AnEscapeIsOneByte) {
         {"%41", "A"},
         {"a%20b%2Fc", "a b/c"},
         {"%fF%Fe", "\xFF\xFE"},
-        {"%25%34", "%4"},
-        {"100%", ""},
         {"%4", ""},
-        {"%zz", ""},
         {"a%00b", ""},
         {"%4g", ""},
         {"%g4", ""},
-        {"%%41", ""},
         {"%+1", ""},
-        {"% 1", ""},
-        {"\xC3\xA9%C3%A9", "\xC3\xA9\xC3\xA9"},
         {std::string("a\0b%41", 6), std::string("a\0bA", 4)},
     };
     for (const TextCase& c : cases)
@@ -106,20 +83,15 @@ TEST(PathRulesTest, AnEscapeIsOneByte) {
 
 TEST(PathRulesTest, AFileUriNamesAPath) {
     const struct {
-        std::string uri;
-        std::string posix;
-        std::string windows;
+        std::string uri, posix, windows;
     } cases[] = {
-        {"file:///a%20b", "/a b", "a b"},
         {"file:///C:/a%20b", "/C:/a b", "C:\\a b"},
         {"file:///a\\b%2Fc", "/a\\b/c", "a\\b/c"},
         {"file:///", "/", ""},
         {"file:///a%", "", ""},
-        {"file:///%00", "", ""},
         {"file://a%20b", "file://a%20b", "file://a%20b"},
         {"File:///a%20b", "File:///a%20b", "File:///a%20b"},
         {"a/b%", "a/b%", "a/b%"},
-        {"", "", ""},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(FromURI(c.uri, kPosix), c.posix) << c.uri;
@@ -129,25 +101,17 @@ TEST(PathRulesTest, AFileUriNamesAPath) {
 
 TEST(PathRulesTest, AnAbsolutePathIsFolded) {
     const TextCase cases[] = {
-        {"", "/work/dir"},
-        {".", "/work/dir"},
-        {"a", "/work/dir/a"},
-        {"a//b/./c/", "/work/dir/a/b/c"},
-        {"..", "/work"},
+        {"", "/home/me"},
+        {"a//b/./c/", "/home/me/a/b/c"},
+        {"..", "/home"},
         {"../../..", "/"},
-        {"../../../x", "/x"},
-        {"a/../b", "/work/dir/b"},
         {"/", "/"},
-        {"//", "/"},
-        {"/../..", "/"},
         {"/a/../../b", "/b"},
-        {"/a/...", "/a/..."},
         {"/a/..b/.c", "/a/..b/.c"},
-        {"a\\..", "/work/dir/a\\.."},
-        {"\xFF", "/work/dir/\xFF"},
+        {"a\\..", "/home/me/a\\.."},
     };
     for (const TextCase& c : cases)
-        EXPECT_EQ(AbsolutePosixPath("/work/dir", c.text), c.result) << c.text;
+        EXPECT_EQ(AbsolutePosixPath("/home/me", c.text), c.result) << c.text;
     EXPECT_EQ(AbsolutePosixPath("/", "a"), "/a");
 
     std::string deep;
@@ -156,30 +120,25 @@ TEST(PathRulesTest, AnAbsolutePathIsFolded) {
     EXPECT_EQ(AbsolutePosixPath("/", deep + "."), "/" + deep.substr(0, deep.size() - 1));
 }
 
-struct LevelsCase {
-    PathStyle style;
-    std::string path;
-    std::vector<std::string> levels;
-};
-
 TEST(PathRulesTest, LevelsAreMadeFromTheOutside) {
-    const LevelsCase cases[] = {
+    const struct {
+        PathStyle style;
+        std::string path;
+        std::vector<std::string> levels;
+    } cases[] = {
         {kWindows, "C:\\a\\b", {"C:\\a", "C:\\a\\b"}},
         {kWindows, "C:a\\b", {"C:a\\b"}},
-        {kWindows, "C:", {}},
         {kWindows, "C:\\", {}},
-        {kWindows, "\\a\\b", {"a", "a\\b"}},
         {kWindows, "\\\\a\\\\b\\", {"a", "a\\b"}},
         {kWindows, "a/b", {"a/b"}},
         {kWindows, "\\", {}},
-        {kPosix, "/a/b", {"/a", "/a/b"}},
         {kPosix, "//a//b/", {"/a", "/a/b"}},
         {kPosix, "a/../b", {"a", "a/..", "a/../b"}},
         {kPosix, "a\\b", {"a\\b"}},
         {kPosix, "C:/a", {"C:", "C:/a"}},
         {kPosix, "/", {}},
     };
-    for (const LevelsCase& c : cases) {
+    for (const auto& c : cases) {
         std::vector<std::string> levels;
         EXPECT_TRUE(VisitDirectoryLevels(c.path, c.style, [&](const std::string& level) {
             levels.push_back(level);

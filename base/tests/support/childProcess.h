@@ -75,6 +75,22 @@ inline void LeaveDescriptors(rlim_t count) {
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limits), 0);
 }
 
+/// All descriptors that the process can have from now on, of which there are at least `count`.
+inline std::vector<UniqueFD> TakeDescriptors(rlim_t count) {
+    LeaveDescriptors(count);
+    std::vector<UniqueFD> taken;
+    do
+        taken.push_back(Duplicate(STDERR_FILENO));
+    while (taken.back().is_valid());
+    taken.pop_back();
+    return taken;
+}
+
+/// From now on root has no more rights than anybody else.
+inline void GiveUpRoot() {
+    ASSERT_TRUE(::geteuid() != 0 || ::seteuid(65534) == 0);
+}
+
 }  // namespace kiv::testing
 
 #endif  // KIV_BASE_TESTS_CHILD_PROCESS_H_

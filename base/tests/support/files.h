@@ -10,6 +10,8 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
 
 #include "kiv/base/file.h"
 
@@ -45,6 +47,28 @@ inline std::vector<std::string> NamesIn(const std::string& path) {
 inline std::size_t OpenDescriptors() {
     return NamesIn("/proc/self/fd").size();
 }
+
+/// False on a disk that is mounted with noexec.
+inline bool MayRunCodeIn(const UniqueFD& directory) {
+    struct statvfs disk {};
+    return ::fstatvfs(directory.get(), &disk) == 0 && (disk.f_flag & ST_NOEXEC) == 0;
+}
+
+/// A test that has a folder of its own and calls what is in it by name.
+class FolderTest : public ::testing::Test {
+protected:
+    std::string PathOf(const std::string& name) const { return folder_.path + '/' + name; }
+    void Put(const std::string& name, const std::string& text) const {
+        WriteFile(PathOf(name), text);
+    }
+    std::string TextIn(const std::string& name) const { return ReadFile(PathOf(name)); }
+    std::vector<std::string> Names() const { return NamesIn(folder_.fd); }
+    void Link(const std::string& target, const std::string& name) const {
+        EXPECT_EQ(::symlink(target.c_str(), PathOf(name).c_str()), 0) << name;
+    }
+
+    const ScopedTemporaryDirectory folder_;
+};
 
 }  // namespace kiv::testing
 

@@ -44,8 +44,6 @@ public:
         spdlog::default_logger()->sinks() = sinks_;
         spdlog::default_logger()->set_level(level_);
     }
-    LogCatcher(const LogCatcher&) = delete;
-    LogCatcher& operator=(const LogCatcher&) = delete;
 
     /// What was caught since the last call, oldest first.
     std::vector<LogLine> Take() { return sink_->Take(); }

@@ -31,8 +31,6 @@ public:
         zone_.empty() ? ::unsetenv("TZ") : ::setenv("TZ", zone_.c_str(), 1);
         ::tzset();
     }
-    FakeLogClock(const FakeLogClock&) = delete;
-    FakeLogClock& operator=(const FakeLogClock&) = delete;
 
     /// `time` is local, "2026-02-04 06:13:18"; the first of two such times where the clock is set
     /// back.
