@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
@@ -17,6 +16,7 @@
 
 #include "kiv/base/file.h"
 #include "kiv/base/logFiles.h"
+#include "support/files.h"
 #include "support/logTime.h"
 
 namespace kiv {
@@ -59,12 +59,9 @@ protected:
     Files Read() {
         sink_->flush();
         Files files;
-        for (const fs::directory_entry& entry : fs::directory_iterator(folder_)) {
-            if (entry.is_regular_file()) {
-                std::ifstream file(entry.path());
-                files[entry.path().filename()] = {std::istreambuf_iterator<char>(file), {}};
-            }
-        }
+        for (const std::string& name : NamesIn(folder_))
+            if (fs::is_regular_file(folder_ / name))
+                files[name] = ReadFile(folder_ / name);
         return files;
     }
     // Of which days in February there are files: "04 05".
@@ -124,7 +121,7 @@ TEST_F(DailyFileSinkTest, MessagesOnEitherSideOfMidnightLandInTwoFiles) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        folder_ = fs::path(temporary_.path) / c.name;
+        folder_ = temporary_.path + "/" + c.name;
         FakeLogClock clock(c.before, c.zone);
         int opened = 0;
         handlers_.after_open = [&opened](const std::string&, std::FILE*) { ++opened; };

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "kiv/base/check.h"
 #include "kiv/base/status.h"
@@ -17,10 +16,8 @@
 namespace kiv {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using testing::LogCatcher;
-using testing::LogLine;
+using namespace ::testing;
+using namespace testing;
 
 [[gnu::format(printf, 3, 4)]] void printThroughAList(LogLevel level, const char* tag,
                                                      const char* format, ...) {
@@ -59,7 +56,7 @@ TEST(PrintLogTest, PayloadIsDomainTagAndTextWithoutSeparators) {
 TEST(PrintLogTest, TextOfAnyLengthArrivesWhole) {
     const std::string prefix = "[domain:engine][tag:T]";
     // Around the room that a message has before a block is allocated for it, and far beyond.
-    for (std::size_t length : {0, 220, 226, 227, 228, 229, 230, 250, 1000, 3000000}) {
+    for (std::size_t length : {0, 226, 227, 228, 229, 230, 3000000}) {
         LogCatcher log;
         const std::string text(length, 'a');
 
@@ -114,22 +111,19 @@ TEST(LogLevelTest, AfterTheShutdownOfSpdlogNothingIsLoggedAndThereIsNoLevel) {
 
 // "%n" stores into its argument, so it shows whether a message has been formatted. (A literal
 // format in read-only memory keeps the hardened C library content with it.)
-struct FilterCase {
-    const char* name;
-    LogLevel threshold;
-    spdlog::level::level_enum loggerLevel;
-    spdlog::level::level_enum sinkLevel;
-    bool taken;
-};
-
 TEST(LoggerTest, WhatAFilterStopsIsNotFormatted) {
     using namespace spdlog::level;
-    const FilterCase cases[] = {{"all open", LogLevel::Debug, trace, trace, true},
-                                {"at every level", LogLevel::Warn, warn, warn, true},
-                                {"threshold", LogLevel::Error, trace, trace, false},
-                                {"default logger", LogLevel::Debug, err, trace, false},
-                                {"sink", LogLevel::Debug, trace, off, false}};
-    for (const FilterCase& c : cases) {
+    const struct {
+        const char* name;
+        LogLevel threshold;
+        spdlog::level::level_enum loggerLevel, sinkLevel;
+        bool taken;
+    } cases[] = {{"all open", LogLevel::Debug, trace, trace, true},
+                 {"at every level", LogLevel::Warn, warn, warn, true},
+                 {"threshold", LogLevel::Error, trace, trace, false},
+                 {"default logger", LogLevel::Debug, err, trace, false},
+                 {"sink", LogLevel::Debug, trace, off, false}};
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         LogCatcher log;
         logging::Logger logger("engine");
@@ -156,26 +150,22 @@ TEST(LoggerTest, BacktraceKeepsWhatTheLevelsStop) {
     spdlog::dump_backtrace();
     spdlog::disable_backtrace();
 
-    EXPECT_THAT(log.Take(),
-                ::testing::Contains(LogLine{LogLevel::Debug, "[domain:kiv.base][tag:T]kept"}));
+    EXPECT_THAT(log.Take(), Contains(LogLine{LogLevel::Debug, "[domain:kiv.base][tag:T]kept"}));
 }
 
 TEST(Logger2Test, EachOperationHasItsLevelAndKeepsTheThreshold) {
     Logger2 logger("engine");
     EXPECT_EQ(logger.GetLogLevel(), LogLevel::Debug);
     EXPECT_EQ(logger.GetVlogLevel(), -1);
-    const auto logAll = [&] {
+    for (int32 threshold = 0; threshold <= 4; ++threshold) {
+        LogCatcher log;
+        logger.SetLogLevel(static_cast<LogLevel>(threshold));
+
         logger.Debug("%d", 0);
         logger.Info("%d", 1);
         logger.Warn("%d", 2);
         logger.Error("%d", 3);
         logger.Fatal("%d", 4);
-    };
-    for (int32 threshold = 0; threshold <= 4; ++threshold) {
-        LogCatcher log;
-        logger.SetLogLevel(static_cast<LogLevel>(threshold));
-
-        logAll();
         logger.Out(LogLevel::Warn, "out");
 
         std::vector<LogLine> expected;
@@ -239,25 +229,24 @@ TEST(LoggerTest, ThreadsLogWholeMessagesWhileThresholdsChange) {
     LogCatcher log;
     logging::Logger logger("engine");
     std::barrier start(kThreads);
-    std::vector<std::thread> threads;
-    for (int id = 0; id < kThreads; ++id) {
-        threads.emplace_back([&, id] {
-            start.arrive_and_wait();
-            for (int round = 0; round < kRounds; ++round) {
-                logger.log(LogLevel::Error, "T", "%d", id);
-                logger.setLogLevel(round % 2 ? LogLevel::Debug : LogLevel::Error);
-            }
-        });
+    {
+        std::vector<std::jthread> threads;
+        for (int id = 0; id < kThreads; ++id)
+            threads.emplace_back([&, id] {
+                start.arrive_and_wait();
+                for (int round = 0; round < kRounds; ++round) {
+                    logger.log(LogLevel::Error, "T", "%d", id);
+                    logger.setLogLevel(round % 2 ? LogLevel::Debug : LogLevel::Error);
+                }
+            });
     }
-    for (std::thread& thread : threads)
-        thread.join();
 
     int seen[kThreads] = {};
     for (const LogLine& line : log.Take()) {
         ASSERT_EQ(line.payload.size(), sizeof "[domain:engine][tag:T]0" - 1) << line.payload;
         ++seen[line.payload.back() - '0'];
     }
-    EXPECT_THAT(seen, ::testing::Each(kRounds));
+    EXPECT_THAT(seen, Each(kRounds));
 }
 
 }  // namespace

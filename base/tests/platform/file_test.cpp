@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -157,39 +156,35 @@ TEST_F(FileTest, ADirectoryIsMadeWithWhatIsMissingAboveIt) {
 }
 
 // All operations that take a path, as questions whether they succeed.
-struct Operation {
-    const char* name;
-    std::function<bool(const UniqueFD& base, const char* path)> succeeds;
-};
+using Operation = bool (*)(const UniqueFD& base, const char* path);
 
 constexpr FilePermission kRead = FilePermission::Read;
 constexpr FilePermission kWrite = FilePermission::Write;
 
 const Operation kBelowBase[] = {
-    {"open", [](auto& base, auto path) { return OpenFileReadOnly(base, path).is_valid(); }},
-    {"make", [](auto& base, auto path) { return OpenFile(base, path, true, kWrite).is_valid(); }},
-    {"enter", [](auto& base, auto path) { return OpenDirectoryReadOnly(base, path).is_valid(); }},
-    {"mkdir",
-     [](auto& base, auto path) { return OpenDirectory(base, path, true, kRead).is_valid(); }},
-    {"is directory", [](auto& base, auto path) { return IsDirectory(base, path); }},
-    {"exists", [](auto& base, auto path) { return FileExists(base, path); }},
-    {"unlink", [](auto& base, auto path) { return UnlinkFile(base, path); }},
-    {"rmdir", [](auto& base, auto path) { return UnlinkDirectory(base, path); }},
-    {"remove", [](auto& base, auto path) { return RemoveDirectoryRecursively(base, path); }},
+    [](auto& base, auto path) { return OpenFileReadOnly(base, path).is_valid(); },
+    [](auto& base, auto path) { return OpenFile(base, path, true, kWrite).is_valid(); },
+    [](auto& base, auto path) { return OpenDirectoryReadOnly(base, path).is_valid(); },
+    [](auto& base, auto path) { return OpenDirectory(base, path, true, kRead).is_valid(); },
+    [](auto& base, auto path) { return IsDirectory(base, path); },
+    [](auto& base, auto path) { return FileExists(base, path); },
+    [](auto& base, auto path) { return UnlinkFile(base, path); },
+    [](auto& base, auto path) { return UnlinkDirectory(base, path); },
+    [](auto& base, auto path) { return RemoveDirectoryRecursively(base, path); },
 };
 
 const Operation kByPath[] = {
-    {"open", [](auto&, auto path) { return OpenFile(path, false, kRead).is_valid(); }},
-    {"make", [](auto&, auto path) { return OpenFile(path, true, kWrite).is_valid(); }},
-    {"enter", [](auto&, auto path) { return OpenDirectory(path, false, kRead).is_valid(); }},
-    {"mkdir", [](auto&, auto path) { return OpenDirectory(path, true, kRead).is_valid(); }},
-    {"unlink", [](auto&, auto path) { return UnlinkFile(path); }},
-    {"rmdir", [](auto&, auto path) { return UnlinkDirectory(path); }},
-    {"is file", [](auto&, auto path) { return path != nullptr && IsFile(path); }},
-    {"move from", [](auto&, auto path) { return MoveFileOrDirectory(path, "new"); }},
-    {"move to", [](auto&, auto path) { return MoveFileOrDirectory("file", path); }},
-    {"copy from", [](auto&, auto path) { return CopyFileUtf8(path, "new"); }},
-    {"copy to", [](auto&, auto path) { return CopyFileUtf8("file", path); }},
+    [](auto&, auto path) { return OpenFile(path, false, kRead).is_valid(); },
+    [](auto&, auto path) { return OpenFile(path, true, kWrite).is_valid(); },
+    [](auto&, auto path) { return OpenDirectory(path, false, kRead).is_valid(); },
+    [](auto&, auto path) { return OpenDirectory(path, true, kRead).is_valid(); },
+    [](auto&, auto path) { return UnlinkFile(path); },
+    [](auto&, auto path) { return UnlinkDirectory(path); },
+    [](auto&, auto path) { return path != nullptr && IsFile(path); },
+    [](auto&, auto path) { return MoveFileOrDirectory(path, "new"); },
+    [](auto&, auto path) { return MoveFileOrDirectory("file", path); },
+    [](auto&, auto path) { return CopyFileUtf8(path, "new"); },
+    [](auto&, auto path) { return CopyFileUtf8("file", path); },
 };
 
 TEST_F(FileTest, BadPathsFailEverywhereWithoutATrace) {
@@ -213,21 +208,20 @@ TEST_F(FileTest, BadPathsFailEverywhereWithoutATrace) {
         const UniqueFD inner = OpenDirectoryReadOnly(folder_.fd, "outer/inner");
         LogCatcher log;
         const std::size_t descriptors = OpenDescriptors();
-        for (const Operation& operation : kBelowBase) {
-            SCOPED_TRACE(operation.name);
+        const auto refuses = [&](Operation succeeds, std::size_t number) {
             for (const std::string& path : bad)
-                EXPECT_FALSE(operation.succeeds(folder_.fd, path.c_str())) << path;
-            EXPECT_FALSE(operation.succeeds(folder_.fd, nullptr));
+                EXPECT_FALSE(succeeds(folder_.fd, path.c_str())) << number << path;
+            EXPECT_FALSE(succeeds(folder_.fd, nullptr)) << number;
+        };
+        for (const Operation& succeeds : kBelowBase) {
+            refuses(succeeds, &succeeds - kBelowBase);
             for (const UniqueFD* base : {&file, &none, &workingDirectory})
                 for (const char* path : {"file", "new", "", "."})
-                    EXPECT_FALSE(operation.succeeds(*base, path)) << base->get() << path;
+                    EXPECT_FALSE(succeeds(*base, path)) << &succeeds - kBelowBase << path;
         }
-        for (const Operation& operation : kByPath) {
-            SCOPED_TRACE(operation.name);
-            for (const std::string& path : bad)
-                EXPECT_FALSE(operation.succeeds(none, path.c_str())) << path;
-            EXPECT_FALSE(operation.succeeds(none, ""));
-            EXPECT_FALSE(operation.succeeds(none, nullptr));
+        for (const Operation& succeeds : kByPath) {
+            refuses(succeeds, &succeeds - kByPath);
+            EXPECT_FALSE(succeeds(none, "")) << &succeeds - kByPath;
         }
         // No name of an entry. Two levels down, so that even a fault in the removal would reach
         // nothing but this test's own folder; never try such a thing with the root.
