@@ -292,7 +292,7 @@ TEST(ArrayTest, OneBufferIsEqualToItselfWhateverIsInIt) {
 
 TEST(ArrayTest, CountsBeyondTheMemoryAreRefusedAndChangeNothing) {
     constexpr uint64 kMax = std::numeric_limits<uint64>::max();
-    for (const uint64 count : {kMax, kMax / sizeof(double), (uint64{1} << 61) - 2}) {
+    for (const uint64 count : {kMax, (uint64{1} << 63) / sizeof(double), (uint64{1} << 61) - 2}) {
         SCOPED_TRACE(count);
         Array<double> own = {1, 2};
         Array<double> shared = own;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <limits>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace kiv {
@@ -34,20 +35,19 @@ TYPED_TEST(RecordTest, DefaultIsAllZerosAndEqualityLooksAtEachNumber) {
     }
 }
 
-TEST(GeometryTest, FieldsLieInTheirStoredOrder) {
-    using Floats = std::array<float, 4>;
-    using Bytes = std::array<uint8, 4>;
+template <class Number, class Record>
+std::array<Number, 4> NumbersOf(const Record& record) {
+    return std::bit_cast<std::array<Number, 4>>(record);
+}
 
-    EXPECT_EQ((std::bit_cast<Floats>(Colorf{.b = 1, .g = 2, .r = 3, .a = 4})),
-              (Floats{1, 2, 3, 4}));
-    EXPECT_EQ((std::bit_cast<Bytes>(Color{.b = 1, .g = 2, .r = 3, .a = 4})), (Bytes{1, 2, 3, 4}));
-    EXPECT_EQ((std::bit_cast<Floats>(Quaternionf{.x = 1, .y = 2, .z = 3, .w = 4})),
-              (Floats{1, 2, 3, 4}));
-    EXPECT_EQ((std::bit_cast<Floats>(Planef{.normal = {.x = 1, .y = 2, .z = 3}, .distance = 4})),
-              (Floats{1, 2, 3, 4}));
-    EXPECT_EQ((std::bit_cast<std::array<int32, 4>>(
-                  Box2i{.min = {.x = 1, .y = 2}, .max = {.x = 3, .y = 4}})),
-              (std::array<int32, 4>{1, 2, 3, 4}));
+TEST(GeometryTest, FieldsLieInTheirStoredOrder) {
+    const auto inOrder = ::testing::ElementsAre(1, 2, 3, 4);
+    EXPECT_THAT(NumbersOf<float>(Colorf{.b = 1, .g = 2, .r = 3, .a = 4}), inOrder);
+    EXPECT_THAT(NumbersOf<uint8>(Color{.b = 1, .g = 2, .r = 3, .a = 4}), inOrder);
+    EXPECT_THAT(NumbersOf<float>(Quaternionf{.x = 1, .y = 2, .z = 3, .w = 4}), inOrder);
+    EXPECT_THAT(NumbersOf<double>(Planed{.normal = {.x = 1, .y = 2, .z = 3}, .distance = 4}),
+                inOrder);
+    EXPECT_THAT(NumbersOf<int32>(Box2i{.min = {.x = 1, .y = 2}, .max = {.x = 3, .y = 4}}), inOrder);
     EXPECT_EQ(offsetof(Posed, rotation), sizeof(Vector3d));
     EXPECT_EQ(offsetof(Matrix4f, col3), 3 * sizeof(Vector4f));
 }
