@@ -240,7 +240,7 @@ TEST_F(RemovalTest, IsNotLedOutByALinkThatTakesThePlaceOfADirectory) {
         while (!done.stop_requested())
             ::renameat2(folder_.fd.get(), "dir", folder_.fd.get(), "link", RENAME_EXCHANGE);
     });
-    for (int i = 0; i < 300; ++i) {
+    for (int i = 0; i < 1000; ++i) {
         OpenDirectory(folder_.fd, "dir", true, FilePermission::Read).reset();
         Link(outside.path, "link");
         EXPECT_TRUE(RemoveFilesInDirectory(folder_.fd));

@@ -61,18 +61,11 @@ const char* const kBadUtf8[] = {
     "\xC3zzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzz\xA9"};
 
 const std::wstring kBadWide[] = {
-    // Surrogates without a second, without a first, and swapped.
-    Wide({u"\xD800", 1}),
-    Wide({u"\xDBFF\x61", 2}),
-    Wide({u"\xDC00", 1}),
-    Wide({u"\xDC00\xDC00", 2}),
-    Wide({u"\xDC00\xD800", 2}),
-    Wide({u"\xD800\xD800\xDC00", 3}),
+    // Surrogates without a second, without a first, and swapped; then what is no unit.
+    L"\xD800",       L"\xDBFF\x61",   L"\xDC00",
+    L"\xDC00\xDC00", L"\xDC00\xD800", L"\xD800\xD800\xDC00",
 #if WCHAR_MAX > 0xFFFF
-    // No units.
-    {0x10000},
-    {0x1F680},
-    {-1},
+    L"\x10000",      L"\x1F680",      L"\xFFFFFFFF",
 #endif
 };
 

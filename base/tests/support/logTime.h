@@ -5,10 +5,9 @@
 #ifndef KIV_BASE_TESTS_LOG_TIME_H_
 #define KIV_BASE_TESTS_LOG_TIME_H_
 
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
-#include <iomanip>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -36,9 +35,7 @@ public:
     /// back.
     void Set(const std::string& time) {
         std::tm local{};
-        std::istringstream text(time);
-        text >> std::get_time(&local, "%Y-%m-%d %H:%M:%S");
-        if (!text)
+        if (::strptime(time.c_str(), "%Y-%m-%d %H:%M:%S", &local) == nullptr)
             throw std::invalid_argument(time);
         local.tm_isdst = -1;
         now_ = std::chrono::system_clock::from_time_t(std::mktime(&local));
