@@ -1,7 +1,6 @@
 #include "kiv/base/annotatingArchive.h"
 
 #include <cstdio>
-#include <functional>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,19 +8,18 @@
 #include "archive/sampleObjects.h"
 #include "kiv/base/archiveTypes.h"
 #include "kiv/base/binaryArchive.h"
-#include "support/logCatcher.h"
 
 namespace kiv {
 namespace {
 
+using testing::Body;
 using ::testing::ElementsAre;
 using testing::SampleNode;
 
 using Lines = std::vector<std::string>;
 
 // The lines of a pass, with every id replaced. Their lengths have to add up to the stream.
-Lines Annotate(BinaryArchive& archive, std::size_t size,
-               const std::function<void(Archive&)>& body) {
+Lines Annotate(BinaryArchive& archive, std::size_t size, const Body& body) {
     Lines lines;
     uint64 covered = 0;
     {
@@ -42,7 +40,9 @@ Lines Annotate(BinaryArchive& archive, std::size_t size,
     return lines;
 }
 
-TEST(AnnotatingArchiveTest, EveryByteStandsInOneLineInBothDirections) {
+using AnnotatingArchiveTest = testing::ObjectTest;
+
+TEST_F(AnnotatingArchiveTest, EveryByteStandsInOneLineInBothDirections) {
     auto root = MakeRefCounted<SampleNode>();
     root->count = 5;
     root->title = "a \"long\"\n";
@@ -54,16 +54,12 @@ TEST(AnnotatingArchiveTest, EveryByteStandsInOneLineInBothDirections) {
         archive.Serialize<SampleNode>("root", root).SerializeFloatArray("floats", floats);
         archive.Serialize<Vector2i>("places", places).SerializeUInt8("byte", byte);
     };
-    BinaryOutputArchive output({});
-    body(output);
-    std::vector<unsigned char> bytes;
-    output.ToBuffer(bytes);
+    const std::vector<unsigned char> bytes = testing::BinaryForm::Written(body);
 
     BinaryInputArchive input(bytes, {});
     const Lines read = Annotate(input, bytes.size(), body);
     BinaryOutputArchive again({});
     const Lines written = Annotate(again, bytes.size(), body);
-    SampleNode::CutAll();
 
     EXPECT_EQ(read, written);
     const Lines expected = {
@@ -93,8 +89,7 @@ TEST(AnnotatingArchiveTest, EveryByteStandsInOneLineInBothDirections) {
     EXPECT_EQ(Lines(read.end() - 12, read.end()), last);
 }
 
-TEST(AnnotatingArchiveTest, ShowsWhatADamagedStreamLacks) {
-    testing::LogCatcher log;
+TEST_F(AnnotatingArchiveTest, ShowsWhatADamagedStreamLacks) {
     // A type that nobody knows, with a payload of one byte; and half an object record.
     const std::vector<unsigned char> bytes = {1, 0, 0,   0, 0, 0, 0, 0, 5, 0, 0,
                                               0, 1, '?', 0, 0, 0, 1, 9, 2, 0};

@@ -8,33 +8,27 @@
 #include "kiv/base/archiveTypes.h"
 #include "kiv/base/binaryArchive.h"
 #include "kiv/base/binarySerializer.h"
-#include "support/logCatcher.h"
 
 namespace kiv {
 namespace {
 
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using testing::LogCatcher;
 using testing::SampleNode;
 using ::testing::SizeIs;
 
 using Bytes = std::vector<unsigned char>;
 
-class BinaryDamageTest : public ::testing::Test {
+class BinaryDamageTest : public testing::ObjectTest {
 protected:
-    BinaryDamageTest() { spdlog::default_logger()->set_level(spdlog::level::info); }
-    ~BinaryDamageTest() override { EXPECT_THAT(SampleNode::living, IsEmpty()); }
-
-    static Bytes GoodStream() {
+    BinaryDamageTest() {
         BinarySerializer serializer({});
         EXPECT_TRUE(serializer.Serialize(testing::MakeTangle()));
         SampleNode::CutAll();
-        return serializer.GetBuffer();
+        good_ = serializer.GetBuffer();
     }
 
     // Reads the stream, and writes what was read. After a failure nothing may be left of it.
-    bool Read(const Bytes& bytes) {
+    static bool Read(const Bytes& bytes) {
         Status status;
         for (const bool strict : {true, false}) {
             std::unordered_map<std::string, Value> options;
@@ -51,28 +45,24 @@ protected:
         return static_cast<bool>(status);
     }
 
-    LogCatcher log;
+    Bytes good_;
 };
 
 TEST_F(BinaryDamageTest, EveryTruncationGivesWhatIsThere) {
-    const Bytes good = GoodStream();
-    ASSERT_TRUE(Read(good));
-    EXPECT_THAT(log.Take(), IsEmpty());
-    for (std::size_t size = 0; size < good.size(); ++size) {
-        EXPECT_TRUE(Read(Bytes(good.begin(), good.begin() + size))) << size;
-        EXPECT_FALSE(log.Take().empty()) << size;
+    for (std::size_t size = 0; size <= good_.size(); ++size) {
+        EXPECT_TRUE(Read(Bytes(good_.begin(), good_.begin() + size))) << size;
+        EXPECT_EQ(log.Take().empty(), size == good_.size()) << size;
     }
 }
 
 TEST_F(BinaryDamageTest, EverySingleByteMayBeAnyOther) {
-    Bytes bytes = GoodStream();
-    for (std::size_t at = 0; at < bytes.size(); ++at) {
-        const unsigned char good = bytes[at];
+    for (unsigned char& byte : good_) {
+        const unsigned char good = byte;
         for (const int change : {1, 2, 3, 0x80, 0xFF}) {
-            bytes[at] = static_cast<unsigned char>(good ^ change);
-            Read(bytes);
+            byte = static_cast<unsigned char>(good ^ change);
+            Read(good_);
         }
-        bytes[at] = good;
+        byte = good;
         log.Take();
     }
 }
@@ -80,73 +70,66 @@ TEST_F(BinaryDamageTest, EverySingleByteMayBeAnyOther) {
 TEST_F(BinaryDamageTest, CirclesThatNobodyGetsAreReleased) {
     // A ring where a weak reference should be, then one that the reader gets, which both share an
     // object of a third.
-    Bytes bytes;
-    RefPtr<SampleNode> lost = MakeRefCounted<SampleNode>();
-    RefPtr<SampleNode> kept = MakeRefCounted<SampleNode>();
-    {
-        BinaryOutputArchive output({});
-        lost->next = kept->next = MakeRefCounted<SampleNode>();
-        lost->others = {lost};
-        kept->others = {kept};
-        output.Serialize<SampleNode>("", lost).Serialize<SampleNode>("", kept);
-        output.ToBuffer(bytes);
-    }
+    auto lost = MakeRefCounted<SampleNode>();
+    auto kept = MakeRefCounted<SampleNode>();
+    lost->next = kept->next = MakeRefCounted<SampleNode>();
+    lost->others = {lost};
+    kept->others = {kept};
+    const Bytes bytes = testing::BinaryForm::Written([&](Archive& archive) {
+        archive.Serialize<SampleNode>("", lost).Serialize<SampleNode>("", kept);
+    });
     lost = kept = nullptr;
     SampleNode::CutAll();
-    {
-        BinaryInputArchive input(bytes, {});
+    testing::BinaryForm::Read(bytes, [&](Archive& archive) {
         WeakPtr<Object> weak;
-        input.SerializeObject("", weak).Serialize<SampleNode>("", kept);
+        archive.SerializeObject("", weak).Serialize<SampleNode>("", kept);
         EXPECT_THAT(SampleNode::living, SizeIs(3));
-    }
+    });
     ASSERT_TRUE(kept && kept->next);
     EXPECT_THAT(SampleNode::living, ::testing::UnorderedElementsAre(kept.get(), kept->next.get()));
     EXPECT_EQ(kept->others[0], kept);
-    kept = nullptr;
-    SampleNode::CutAll();
+}
+
+// Reads one datum over another one, and gives the size of what it is then.
+struct Counted {
+    const char* name;
+    unsigned int fits;  // into 7 bytes
+    std::function<uint64(Archive&)> read;
+};
+
+template <class T>
+constexpr unsigned int kFits = 7 / (std::is_same_v<T, std::string> ? sizeof(uint32) : sizeof(T));
+
+template <class T>
+Counted Over(const char* name, unsigned int fits, const T& old,
+             Archive& (Archive::*serialize)(const StringView&, T&)) {
+    return {name, fits, [=](Archive& archive) -> uint64 {
+                T target = old;
+                (archive.*serialize)("", target);
+                return target.size();
+            }};
 }
 
 TEST_F(BinaryDamageTest, CountsThatCannotBeMetLeaveNothingAndAreReportedOnce) {
-    // Each on 7 bytes behind a count that claims more: nearly as many as fit, and far more.
-    struct Case {
-        const char* name;
-        unsigned int fits;
-        std::function<uint64(Archive&)> read;  // the size of what was read over something else
+    using Objects = Array<RefPtr<Object>>;
+    const Counted cases[] = {Over<std::string>("string", 7, "old", &Archive::SerializeString),
+                             Over("bool", 7, std::vector<bool>(3), &Archive::SerializeBoolArray),
+                             Over("objects", 0, Objects(3), &Archive::SerializeObjectArray),
+                             Over("structures", 7, Array<bool>(3), &Archive::Serialize<bool>),
+#define KIV_CASES(Type, Name)                                                   \
+    Over(#Name, kFits<Type>, Array<Type>(3), &Archive::Serialize##Name##Array), \
+        Over(#Name, kFits<Type>, std::vector<Type>(3), &Archive::Serialize##Name##Array),
+                             KIV_FOR_EACH_ARCHIVE_ELEMENT(KIV_CASES)
+#undef KIV_CASES
     };
-    std::vector<Case> cases;
-    const auto add = [&](const char* name, unsigned int fits, auto filled, auto serialize) {
-        cases.push_back({name, fits, [=](Archive& archive) -> uint64 {
-                             auto target = filled;
-                             (archive.*serialize)("", target);
-                             return target.size();
-                         }});
-    };
-    using A = Archive;
-    using Name = const StringView&;
-    add("string", 7, std::string("old"), &A::SerializeString);
-    add("bool", 7, std::vector<bool>(3), &A::SerializeBoolArray);
-    add("objects", 0, Array<RefPtr<Object>>(3),
-        static_cast<A& (A::*)(Name, Array<RefPtr<Object>>&)>(&A::SerializeObjectArray));
-#define KIV_ADD(Type, Name_)                                                                    \
-    add(#Name_, std::is_same_v<Type, std::string> ? 1 : 7 / sizeof(Type), Array<Type>(3),       \
-        static_cast<A& (A::*)(Name, Array<Type>&)>(&A::Serialize##Name_##Array));               \
-    add(#Name_, std::is_same_v<Type, std::string> ? 1 : 7 / sizeof(Type), std::vector<Type>(3), \
-        static_cast<A& (A::*)(Name, std::vector<Type>&)>(&A::Serialize##Name_##Array));
-    KIV_FOR_EACH_ARCHIVE_ELEMENT(KIV_ADD)
-#undef KIV_ADD
-    cases.push_back({"structures", 7, [](Archive& archive) {
-                         Array<bool> target(3);
-                         return archive.Serialize<bool>("", target), target.size();
-                     }});
-    for (const Case& c : cases) {
-        for (const unsigned int count :
-             {c.fits, c.fits + 1, 0x20000001u, 0x80000000u, 0xFFFFFFFFu}) {
+    for (const Counted& c : cases) {
+        // Nearly as many as fit, and far more.
+        for (const uint32 count : {c.fits, c.fits + 1, 0x20000001u, 0x80000000u, 0xFFFFFFFFu}) {
             SCOPED_TRACE(std::string(c.name) + ' ' + std::to_string(count));
             ByteBufferWriter writer;
             writer.AppendUInt32(count);
             writer.AppendBytes(Bytes(7, 0));
-            const Bytes bytes(writer.data(), writer.data() + writer.size());
-            BinaryInputArchive archive(bytes, {});
+            BinaryInputArchive archive(ArrayView<const unsigned char>(writer.data(), 11), {});
 
             EXPECT_EQ(c.read(archive), count == c.fits ? c.fits : 0);
             EXPECT_THAT(log.Take(), SizeIs(count == c.fits ? 0 : 1));
@@ -162,15 +145,14 @@ TEST_F(BinaryDamageTest, CountsThatCannotBeMetLeaveNothingAndAreReportedOnce) {
 }
 
 TEST_F(BinaryDamageTest, SizesOfObjectsAreNotTrusted) {
-    const unsigned char claims[][9] = {{0, 0, 0, 0x40, 'x'},           // a name past the end
-                                       {0xFF, 0xFF, 0xFF, 0xFF, 'x'},  // and far past it
-                                       {0, 0, 0, 1, 'x', 0xFF, 0xFF, 0xFF, 0xFF}};  // a payload
-    for (const auto& claim : claims) {
+    for (const Bytes& claim : {Bytes{0, 0, 0, 0x40, 'x'},           // a name past the end
+                               Bytes{0xFF, 0xFF, 0xFF, 0xFF, 'x'},  // and far past it
+                               Bytes{0, 0, 0, 1, 'x', 0xFF, 0xFF, 0xFF, 0xFF}}) {  // a payload
         Bytes bytes = {1, 0, 0, 0, 0, 0, 0, 0, 5};
-        bytes.insert(bytes.end(), std::begin(claim), std::end(claim));
-        BinaryInputArchive archive(bytes, {});
+        bytes.insert(bytes.end(), claim.begin(), claim.end());
         RefPtr<Object> object;
-        archive.SerializeObject("", object);
+        testing::BinaryForm::Read(bytes,
+                                  [&](Archive& archive) { archive.SerializeObject("", object); });
         EXPECT_FALSE(object);
         EXPECT_THAT(log.Take(), ::testing::Not(IsEmpty()));
     }

@@ -1,8 +1,8 @@
 #include "kiv/base/jsonArchive.h"
 
+#include <bit>
 #include <cmath>
 #include <cstring>
-#include <functional>
 #include <limits>
 #include <random>
 
@@ -13,7 +13,6 @@
 
 #include "archive/sampleObjects.h"
 #include "kiv/base/archiveTypes.h"
-#include "support/logCatcher.h"
 
 namespace kiv::testing {
 
@@ -35,10 +34,12 @@ struct ArchiveSerializer<testing::Waypoint> {
 
 namespace {
 
+using testing::Body;
+using testing::Document;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using testing::LogCatcher;
+using testing::JsonForm;
 using testing::LogLine;
 using testing::SampleNode;
 using testing::SampleScript;
@@ -49,139 +50,80 @@ using testing::WithoutIds;
 using Writer = rapidjson::Writer<rapidjson::StringBuffer, rapidjson::UTF8<>, rapidjson::UTF8<>,
                                  rapidjson::CrtAllocator, rapidjson::kWriteNanAndInfFlag>;
 
-std::string Document(const std::string& root, const std::string& map = "") {
-    return R"({"JSON_ARCHIVE":{"KIV_ARCHIVE_OBJECT":)" + root + R"(,"KIV_ARCHIVE_OBJECT_MAP":{)" +
-           map + "}}}";
+using JsonArchiveTest = testing::ObjectTest;
+
+template <class T>
+Body Put(T value, Archive& (Archive::*serialize)(const StringView&, T&)) {
+    return [=](Archive& archive) mutable { (archive.*serialize)("v", value); };
 }
 
-std::string TextOf(JsonOutputArchive& archive) {
-    std::string text = "replaced";
-    archive.ToString(text);
-    return text;
-}
-
-class JsonArchiveTest : public ::testing::Test {
-protected:
-    ~JsonArchiveTest() override {
-        SampleNode::CutAll();
-        EXPECT_THAT(SampleNode::living, IsEmpty());
-        EXPECT_EQ(SampleScript::alive, 0);
-    }
-
-    LogCatcher log;
-};
-
-// What one run of operations writes, into one object or list of names.
-TEST_F(JsonArchiveTest, OperationsStandInTheDocument) {
-    bool yes = true;
-    signed char int8 = -128;
-    unsigned char uint8 = 255;
-    short int16 = -32768;
-    unsigned short uint16 = 65535;
-    int int32 = std::numeric_limits<int>::min();
-    unsigned int uint32 = std::numeric_limits<unsigned int>::max();
-    int64 low = std::numeric_limits<int64>::min();
-    uint64 high = std::numeric_limits<uint64>::max();
-    float tenth = 0.1f;
-    double real = -0.0;
-    double none = std::nan("");
-    float infinite = -std::numeric_limits<float>::infinity();
-    std::string text("a\"\\/\n\x01\x7f\xff\0b", 10);
-    std::vector<bool> bits = {true, false};
-    Array<unsigned char> bytes;
-    std::vector<std::string> texts = {std::string("a\0b", 3), ""};
-    std::vector<float> reals = {0.5f, infinite};
-    RefPtr<Object> null;
-    WeakPtr<Object> weak;
-    Array<RefPtr<Object>> nulls;
-    nulls.resize(2);
-    Array<Waypoint> waypoints;
-    waypoints.emplace_back(Waypoint{1, {2}});
-    waypoints.emplace_back(Waypoint());
-    Array<Waypoint> noWaypoints;
-    Array<bool> flags;
-    flags.emplace_back(true);
-    flags.emplace_back(false);
-    unsigned int size = 0;
-    const struct {
-        std::function<void(Archive&)> write;
-        const char* root;
-    } cases[] = {
-        {[&](Archive&) {}, "{}"},
-        {[&](Archive& a) { a.SerializeBool("b", yes).SerializeInt8("i", int8); },
-         R"({"b":true,"i":-128})"},
-        {[&](Archive& a) { a.SerializeUInt8("u8", uint8).SerializeInt16("i16", int16); },
-         R"({"u8":255,"i16":-32768})"},
-        {[&](Archive& a) { a.SerializeUInt16("u16", uint16).SerializeInt32("i32", int32); },
-         R"({"u16":65535,"i32":-2147483648})"},
-        {[&](Archive& a) { a.SerializeUInt32("u32", uint32).SerializeInt64("i64", low); },
-         R"({"u32":4294967295,"i64":-9223372036854775808})"},
-        {[&](Archive& a) { a.SerializeUInt64("u64", high).SerializeFloat("f", tenth); },
-         R"({"u64":18446744073709551615,"f":0.10000000149011612})"},
-        {[&](Archive& a) { a.SerializeDouble("d", real).SerializeDouble("n", none); },
-         R"({"d":-0.0,"n":NaN})"},
-        {[&](Archive& a) { a.SerializeFloat("i", infinite); }, R"({"i":-Infinity})"},
-        {[&](Archive& a) { a.SerializeString("s", text); },
-         "{\"s\":\"a\\\"\\\\/\\n\\u0001\x7f\xff\"}"},
-        {[&](Archive& a) { a.SerializeString("", text); },
-         "{\"\":\"a\\\"\\\\/\\n\\u0001\x7f\xff\"}"},
-        {[&](Archive& a) { a.SerializeBool(StringView("q\"\t\0z", 5), yes); }, R"({"q\"\t":true})"},
-        {[&](Archive& a) { a.SerializeBoolArray("b", bits).SerializeUInt8Array("u", bytes); },
-         R"({"b":[true,false],"u":[]})"},
-        {[&](Archive& a) { a.SerializeStringArray("s", texts).SerializeFloatArray("f", reals); },
-         R"({"s":["a",""],"f":[0.5,-Infinity]})"},
-        {[&](Archive& a) { a.SerializeObject("o", null).SerializeObject("w", weak); },
-         R"({"o":null,"w":null})"},
-        {[&](Archive& a) { a.SerializeObjectArray("l", nulls); }, R"({"l":[null,null]})"},
-        {[&](Archive& a) { a.Serialize("w", waypoints).Serialize("n", noWaypoints); },
-         R"({"w":[{"id":1,"at":[2.0]},{"id":0,"at":[]}],"n":[]})"},
-        {[&](Archive& a) { a.Serialize("f", flags).Serialize("b", yes); },
-         R"({"f":[true,false],"b":true})"},
-        {[&](Archive& a) {
-             a.BeginObject("o");
-             a.BeginArray("l", size);
-             a.GetArrayElement(0);
-             a.BeginObject("p");
-             a.EndObject("p");
-             a.ReleaseArrayElement();
-             a.EndArray("l");
-             a.EndObject("o");
-         },
-         R"({"o":{"l":[{"p":{}}]}})"},
-        {[&](Archive& a) { a.SerializeBool("b", yes).SerializeInt8("", int8); }, "-128"},
+TEST_F(JsonArchiveTest, DataStandInTheDocument) {
+    using A = Archive;
+    const std::string text("a\"\\/\n\x01\x7f\xff\0b", 10);
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    const std::pair<Body, const char*> cases[] = {
+        {Put(true, &A::SerializeBool), "true"},
+        {Put<signed char>(-128, &A::SerializeInt8), "-128"},
+        {Put<unsigned char>(255, &A::SerializeUInt8), "255"},
+        {Put<short>(-32768, &A::SerializeInt16), "-32768"},
+        {Put<unsigned short>(65535, &A::SerializeUInt16), "65535"},
+        {Put(std::numeric_limits<int>::min(), &A::SerializeInt32), "-2147483648"},
+        {Put(~0u, &A::SerializeUInt32), "4294967295"},
+        {Put(std::numeric_limits<int64>::min(), &A::SerializeInt64), "-9223372036854775808"},
+        {Put(~uint64{0}, &A::SerializeUInt64), "18446744073709551615"},
+        {Put(0.1f, &A::SerializeFloat), "0.10000000149011612"},
+        {Put(-kInfinity, &A::SerializeFloat), "-Infinity"},
+        {Put(-0.0, &A::SerializeDouble), "-0.0"},
+        {Put(std::nan(""), &A::SerializeDouble), "NaN"},
+        {Put(text, &A::SerializeString), "\"a\\\"\\\\/\\n\\u0001\x7f\xff\""},
+        {Put(std::vector<bool>{true, false}, &A::SerializeBoolArray), "[true,false]"},
+        {Put(Array<unsigned char>(), &A::SerializeUInt8Array), "[]"},
+        {Put(std::vector{std::string("a\0b", 3), std::string()}, &A::SerializeStringArray),
+         R"(["a",""])"},
+        {Put(Array<float>{0.5f, -kInfinity}, &A::SerializeFloatArray), "[0.5,-Infinity]"},
+        {Put(RefPtr<Object>(), &A::SerializeObject), "null"},
+        {Put(WeakPtr<Object>(), &A::SerializeObject), "null"},
+        {Put(Array<RefPtr<Object>>(2), &A::SerializeObjectArray), "[null,null]"},
+        {Put(Array<Waypoint>{{1, {2}}, {}}, &A::Serialize<Waypoint>),
+         R"([{"id":1,"at":[2.0]},{"id":0,"at":[]}])"},
+        {Put(Array<Waypoint>(), &A::Serialize<Waypoint>), "[]"},
+        {Put(Array<bool>{true, false}, &A::Serialize<bool>), "[true,false]"},
     };
-    for (const auto& c : cases) {
-        JsonOutputArchive archive({});
-        c.write(archive);
-        EXPECT_EQ(TextOf(archive), Document(c.root));
-        EXPECT_EQ(TextOf(archive), Document(c.root));
-    }
+    for (const auto& [write, expected] : cases)
+        EXPECT_EQ(JsonForm::Written(write), Document("{\"v\":" + std::string(expected) + "}"));
     EXPECT_THAT(log.Take(), IsEmpty());
 }
 
-// Calls that fit no scope: what is left is a document all the same.
-TEST_F(JsonArchiveTest, MisplacedCallsAreReportedAndDropped) {
+// What is left of calls that fit no scope is a document all the same.
+TEST_F(JsonArchiveTest, ScopesStandInTheDocumentAndMisplacedCallsAreReported) {
     int one = 1;
+    signed char small = 1;
     unsigned int size = 0;
     const struct {
-        std::function<void(Archive&)> write;
+        Body write;
         const char* root;
         int reports;
     } cases[] = {
-        {[&](Archive& a) { a.EndObject("o"); }, "{}", 1},
-        {[&](Archive& a) {
-             a.GetArrayElement(0);
-             a.ReleaseArrayElement();
-             a.SerializeInt32("i", one);
-         },
-         R"({"i":1})", 1},
-        {[&](Archive& a) { a.BeginObject("o"), a.SerializeInt32("i", one); }, R"({"i":1})", 0},
+        {[&](Archive&) {}, "{}", 0},
+        {[&](Archive& a) { a.SerializeInt32("i", one).SerializeInt8("", small); }, "1", 0},
+        {[&](Archive& a) { a.SerializeInt32(StringView("q\"\t\0z", 5), one); }, R"({"q\"\t":1})",
+         0},
         {[&](Archive& a) {
              a.BeginObject("o");
-             a.SerializeInt32("i", one);
-             a.EndObject("other");
+             a.BeginArray("l", size);
+             for (int i = 0; i < 2; ++i) {
+                 a.GetArrayElement(0);
+                 a.BeginObject("p");
+                 a.EndObject("p");
+                 a.ReleaseArrayElement();
+             }
+             a.EndArray("l");
+             a.EndObject("o");
          },
-         R"({"other":{"i":1}})", 0},
+         R"({"o":{"l":[{"p":{}},{"p":{}}]}})", 0},
+        {[&](Archive& a) { a.EndObject("o"); }, "{}", 1},
+        {[&](Archive& a) { a.BeginObject("o"), a.SerializeInt32("i", one); }, R"({"i":1})", 0},
+        {[&](Archive& a) { a.BeginObject("o"), a.EndObject("other"); }, R"({"other":{}})", 0},
         {[&](Archive& a) {
              a.SerializeInt32("", one).SerializeInt32("i", one);
              a.BeginObject("o");
@@ -200,68 +142,56 @@ TEST_F(JsonArchiveTest, MisplacedCallsAreReportedAndDropped) {
              a.GetArrayElement(0);
              a.SerializeInt32("e", one);
              a.ReleaseArrayElement();
+             a.SerializeInt32("j", one);
          },
-         R"({"i":1})", 1},
+         R"({"i":1,"j":1})", 1},
     };
     for (const auto& c : cases) {
-        JsonOutputArchive archive({});
-        c.write(archive);
-        EXPECT_EQ(TextOf(archive), Document(c.root));
+        EXPECT_EQ(JsonForm::Written(c.write), Document(c.root));
         EXPECT_THAT(log.Take(), SizeIs(c.reports)) << c.root;
     }
 }
 
+// The values, and then so many whose bits are random.
+template <class Real, class Bits>
+std::vector<Real> WithRandomOnes(std::vector<Real> values, std::mt19937_64& random) {
+    while (values.size() < 100000) {
+        const Real real = std::bit_cast<Real>(static_cast<Bits>(random()));
+        if (std::isfinite(real))
+            values.push_back(real);
+    }
+    return values;
+}
+
 TEST_F(JsonArchiveTest, NumbersComeBackBitForBitInTheShortestText) {
+    using Limits = std::numeric_limits<double>;
+    using FloatLimits = std::numeric_limits<float>;
     const unsigned seed = std::random_device()();
     SCOPED_TRACE(seed);
     std::mt19937_64 random(seed);
-    std::vector<double> doubles = {0.0,
-                                   -0.0,
-                                   0.1,
-                                   5e-324,
-                                   2.2250738585072014e-308,
-                                   2.225073858507201e-308,
-                                   std::numeric_limits<double>::max(),
-                                   std::numeric_limits<double>::lowest(),
-                                   std::numeric_limits<double>::infinity(),
-                                   std::nan("")};
-    std::vector<float> floats = {0.0f,
-                                 -0.0f,
-                                 1e-45f,
-                                 std::numeric_limits<float>::min(),
-                                 std::numeric_limits<float>::max(),
-                                 std::numeric_limits<float>::lowest()};
-    while (doubles.size() < 100000) {
-        const uint64 bits = random();
-        double real = 0;
-        std::memcpy(&real, &bits, sizeof(real));
-        if (std::isfinite(real))
-            doubles.push_back(real);
-    }
-    while (floats.size() < 100000) {
-        const auto bits = static_cast<uint32>(random());
-        float real = 0;
-        std::memcpy(&real, &bits, sizeof(real));
-        if (std::isfinite(real))
-            floats.push_back(real);
-    }
+    std::vector<double> doubles = WithRandomOnes<double, uint64>(
+        {0.0, -0.0, 0.1, 5e-324, 2.2250738585072014e-308, 2.225073858507201e-308, Limits::max(),
+         Limits::lowest(), Limits::infinity(), std::nan("")},
+        random);
+    std::vector<float> floats = WithRandomOnes<float, uint32>(
+        {0.0f, -0.0f, 1e-45f, FloatLimits::min(), FloatLimits::max(), FloatLimits::lowest()},
+        random);
     rapidjson::StringBuffer expected;
     Writer writer(expected);
     writer.StartArray();
     for (double real : doubles)
         writer.Double(real);
     writer.EndArray();
-    JsonOutputArchive output({});
 
-    output.SerializeDoubleArray("d", doubles).SerializeFloatArray("f", floats);
-
-    const std::string text = TextOf(output);
+    const std::string text = JsonForm::Written([&](Archive& archive) {
+        archive.SerializeDoubleArray("d", doubles).SerializeFloatArray("f", floats);
+    });
     EXPECT_THAT(text, HasSubstr(std::string("\"d\":") + expected.GetString()));
-    JsonInputArchive input({});
-    input.FromString(text);
     std::vector<double> readDoubles;
     std::vector<float> readFloats;
-    input.SerializeDoubleArray("d", readDoubles).SerializeFloatArray("f", readFloats);
+    JsonForm::Read(text, [&](Archive& archive) {
+        archive.SerializeDoubleArray("d", readDoubles).SerializeFloatArray("f", readFloats);
+    });
     ASSERT_EQ(readDoubles.size(), doubles.size());
     ASSERT_EQ(readFloats.size(), floats.size());
     EXPECT_EQ(std::memcmp(readDoubles.data(), doubles.data(), doubles.size() * sizeof(double)), 0);
@@ -272,17 +202,14 @@ TEST_F(JsonArchiveTest, NumbersComeBackBitForBitInTheShortestText) {
 TEST_F(JsonArchiveTest, ForeignNumbersReadAsTheNearestDouble) {
     const std::string zeros(400, '0');
     const std::string digits = "1" + std::string(800, '7');
-    for (const std::string& text :
-         {std::string("0e300"), std::string("0.0e-999999999999"), std::string("1e-400"),
-          std::string("-1e-400"), std::string("0.1E+1"), std::string("2.4703282292062328e-324"),
-          "0." + zeros + "1e401", "1" + std::string(300, '0') + ".5e-250", "0." + digits,
-          digits.substr(0, 300) + "e8", std::string("1e-99999999999999999999"),
-          "0." + zeros + "1e-2147483647"}) {
-        JsonInputArchive input({});
+    for (const std::string& text : std::vector<std::string>{
+             "0e300", "0.0e-999999999999", "1e-400", "-1e-400", "0.1E+1", "2.4703282292062328e-324",
+             "0." + zeros + "1e401", "1" + std::string(300, '0') + ".5e-250", "0." + digits,
+             digits.substr(0, 300) + "e8", "1e-99999999999999999999",
+             "0." + zeros + "1e-2147483647"}) {
         double real = 7;
-        SCOPED_TRACE(text);
-        ASSERT_NO_THROW(input.FromString(Document("{\"d\":" + text + "}")));
-        input.SerializeDouble("d", real);
+        JsonForm::Read(Document("{\"d\":" + text + "}"),
+                       [&](Archive& archive) { archive.SerializeDouble("d", real); });
         EXPECT_EQ(real, std::strtod(text.c_str(), nullptr)) << text;
         EXPECT_EQ(std::signbit(real), text[0] == '-') << text;
     }
@@ -295,22 +222,16 @@ TEST_F(JsonArchiveTest, StringsAreEscapedAsByRapidjson) {
     for (int round = 0; round < 3000; ++round) {
         std::string text(random() % 40, ' ');
         for (char& c : text)
-            c = random() % 8 == 0 ? static_cast<char>(random())
-                                  : static_cast<char>('a' + random() % 26);
+            c = static_cast<char>(random() % 8 == 0 ? random() : 'a' + random() % 26);
         text = text.c_str();
         rapidjson::StringBuffer expected;
         Writer writer(expected);
         writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
-        JsonOutputArchive archive({});
 
-        archive.SerializeString("s", text);
-
-        const std::string document = TextOf(archive);
-        EXPECT_EQ(document, Document(std::string("{\"s\":") + expected.GetString() + "}"));
-        JsonInputArchive input({});
+        const std::string document = JsonForm::Written(Put(text, &Archive::SerializeString));
+        EXPECT_EQ(document, Document(std::string("{\"v\":") + expected.GetString() + "}"));
         std::string read;
-        input.FromString(document);
-        input.SerializeString("s", read);
+        JsonForm::Read(document, [&](Archive& archive) { archive.SerializeString("v", read); });
         EXPECT_EQ(read, text);
     }
 }
@@ -325,50 +246,32 @@ TEST_F(JsonArchiveTest, DocumentMayBeTakenWhileObjectsAreWritten) {
         archive.SerializeInt32("j", one);
     };
     RefPtr<Object> object = MakeRefCounted<SampleScript>();
-    JsonOutputArchive archive({});
 
-    archive.SerializeObject("o", object);
+    const std::string text = JsonForm::Written(Put(object, &Archive::SerializeObject));
 
     EXPECT_EQ(WithoutIds(during), Document(R"({"i":1})", R"("#1":{})"));
     EXPECT_EQ(
-        WithoutIds(TextOf(archive)),
-        Document(R"({"o":{"INSTANCE_ID":#1,"KIV_TYPE_NAME":"Sample\"Script","IS_REFERENCE":true}})",
+        WithoutIds(text),
+        Document(R"({"v":{"INSTANCE_ID":#1,"KIV_TYPE_NAME":"Sample\"Script","IS_REFERENCE":true}})",
                  R"("#1":{"i":1,"j":1,"INSTANCE_ID":#1,"KIV_TYPE_NAME":"Sample\"Script"})"));
 }
 
-TEST_F(JsonArchiveTest, TemporaryObjectsKeepTheirIdsApart) {
-    JsonOutputArchive archive({});
-    for (int i = 0; i < 3; ++i) {
-        RefPtr<Object> object = MakeRefCounted<SampleNode>();
-        archive.SerializeObject(std::to_string(i), object);
-    }
-    const std::string text = WithoutIds(TextOf(archive));
-    EXPECT_THAT(text, HasSubstr(R"("#3":{"count")"));
-    EXPECT_THAT(SampleNode::living, SizeIs(3));
-}
-
-TEST_F(JsonArchiveTest, WeakReferenceBringsNothingAlong) {
+TEST_F(JsonArchiveTest, WeakReferenceHasNoEntry) {
     auto node = MakeRefCounted<SampleNode>();
     auto* const flag = new detail::WeakPtrFlag;
     WeakPtr<Object> weak(node.get(), flag);
-    Array<WeakPtr<Object>> list;
-    list.emplace_back(weak);
-    list.emplace_back(WeakPtr<Object>());
+    Array<WeakPtr<Object>> list = {weak, WeakPtr<Object>()};
     JsonOutputArchive archive({});
-
     archive.SerializeObject("w", weak).SerializeObjectArray("l", list);
 
+    std::string text;
+    archive.ToString(text);
     const std::string reference =
         R"({"INSTANCE_ID":#1,"KIV_TYPE_NAME":"SampleNode","IS_REFERENCE":true})";
-    EXPECT_EQ(WithoutIds(TextOf(archive)),
+    EXPECT_EQ(WithoutIds(text),
               Document("{\"w\":" + reference + ",\"l\":[" + reference + ",null]}"));
     EXPECT_EQ(WithoutIds(archive.GetDisplayJson("w", "")),
               R"({"IS_REFERENCE":true,"INSTANCE_ID":#1})");
-    JsonInputArchive input({});
-    input.FromString(TextOf(archive));
-    input.SerializeObject("w", weak).SerializeObjectArray("l", list);
-    EXPECT_EQ(weak.get(), node.get());
-    flag->Invalidate();
     flag->Release();
 }
 
@@ -379,8 +282,7 @@ TEST_F(JsonArchiveTest, FieldsAreFoundInAnyOrderAndMissedWithAWarning) {
     Waypoint waypoint{5, {9}};
     Waypoint other{5, {9}};
     Waypoint absent{5, {9}};
-    Array<Waypoint> list;
-    list.resize(5);
+    Array<Waypoint> list(5);
     Array<Waypoint> absentList = list;
 
     input.Serialize("n", other).Serialize("w", waypoint).Serialize("x", absent);
@@ -431,14 +333,12 @@ TEST_F(JsonArchiveTest, ElementIsEnteredOncePerBeginArray) {
 }
 
 TEST_F(JsonArchiveTest, ScopeEndsWithoutABeginningAreReported) {
-    JsonInputArchive input({});
-    input.FromString(Document(R"({"i":1})"));
     int one = 0;
-
-    input.EndObject("o");
-    input.ReleaseArrayElement();
-    input.SerializeInt32("i", one);
-
+    JsonForm::Read(Document(R"({"i":1})"), [&](Archive& archive) {
+        archive.EndObject("o");
+        archive.ReleaseArrayElement();
+        archive.SerializeInt32("i", one);
+    });
     EXPECT_EQ(one, 1);
     EXPECT_THAT(log.Take(), SizeIs(2));
 }
@@ -458,88 +358,84 @@ TEST_F(JsonArchiveTest, SecondDocumentReplacesWhatItHas) {
 }
 
 TEST_F(JsonArchiveTest, KeysOfTheMapAreReadAsWholeNumbers) {
-    const std::string node = R"({"count":{"type":"int","value":5},"KIV_TYPE_NAME":"SampleNode"})";
-    const struct {
-        const char* key;
-        uint64 id;
-    } cases[] = {{"7", 7},
-                 {"007", 7},
-                 {" \\t7", 7},
-                 {"+7", 7},
-                 {"7x", 7},
-                 {"0", 0},
-                 {"-1", std::numeric_limits<uint64>::max()},
-                 {"18446744073709551615", std::numeric_limits<uint64>::max()}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.key);
-        JsonInputArchive input({});
+    const std::string largest = "18446744073709551615";
+    const std::pair<std::string, std::string> cases[] = {
+        {"7", "7"},  {"007", "7"}, {" \\t7", "7"},  {"+7", "7"},
+        {"7x", "7"}, {"0", "0"},   {"-1", largest}, {largest, largest}};
+    for (const auto& [key, id] : cases) {
+        SCOPED_TRACE(key);
         RefPtr<SampleNode> read;
-        input.FromString(
-            Document("{\"o\":{\"INSTANCE_ID\":" + std::to_string(c.id) + "}}",
-                     R"("7":{"KIV_TYPE_NAME":5},)" + ("\"" + std::string(c.key) + "\":" + node)));
-        input.Serialize<SampleNode>("o", read);
+        JsonForm::Read(
+            Document("{\"o\":{\"INSTANCE_ID\":" + id + "}}",
+                     R"("7":{"KIV_TYPE_NAME":5},")" + key +
+                         R"(":{"count":{"type":"int","value":5},"KIV_TYPE_NAME":"SampleNode"})"),
+            [&](Archive& archive) { archive.Serialize<SampleNode>("o", read); });
         ASSERT_TRUE(read);
         EXPECT_EQ(read->count, 5);
     }
-    for (const char* key : {"", "x", "-", "\\u0000"}) {
-        JsonInputArchive input({});
-        EXPECT_THROW(input.FromString(Document("{}", "\"" + std::string(key) + "\":{}")),
-                     std::invalid_argument)
-            << key;
-    }
-    JsonInputArchive input({});
-    EXPECT_THROW(input.FromString(Document("{}", R"("18446744073709551616":{})")),
-                 std::out_of_range);
+    const auto load = [](const std::string& key) {
+        JsonInputArchive({}).FromString(Document("{}", "\"" + key + "\":{}"));
+    };
+    for (const char* key : {"", "x", "-", "\\u0000"})
+        EXPECT_THROW(load(key), std::invalid_argument) << key;
+    EXPECT_THROW(load("18446744073709551616"), std::out_of_range);
 }
 
 TEST_F(JsonArchiveTest, ReferencesThatLeadNowhereAreLogged) {
-    const std::string notFound = "[domain:kiv.base]Object not found in the map. ID: ";
-    const std::string reference = "[domain:kiv.base][tag:JsonInputArchive::SerializeObject]";
-    const std::string create = "[domain:kiv.base][tag:JsonArchive::CreateObjectByID]";
+    const std::string domain = "[domain:kiv.base]";
+    const std::string notFound = domain + "Object not found in the map. ID: 18446744073709551615";
+    const std::string reference =
+        domain + "[tag:JsonInputArchive::SerializeObject]Object can't be created. ID: ";
+    const std::string noId = reference + "0, TypeName: ";
+    const std::string create = domain + "[tag:JsonArchive::CreateObjectByID]";
+    const std::string noType = create + "Can't find object type: . Please regester it.";
     const struct {
-        const char* node;
+        std::string node;
         std::vector<std::string> texts;
+        // A type that can't be made is remembered, and stands as null in a list; a reference
+        // without an object is reported again, and left out.
+        std::size_t listed;
+        std::size_t repeated;
     } cases[] = {
-        {"null", {}},
-        {"5", {}},
+        {"null", {}, 2, 0},
+        {"5", {}, 1, 1},
         {R"({"INSTANCE_ID":18446744073709551615,"KIV_TYPE_NAME":"T"})",
-         {notFound + "18446744073709551615",
-          reference + "Object can't be created. ID: 18446744073709551615, TypeName: T"}},
-        {R"({"KIV_TYPE_NAME":5})", {reference + "Object can't be created. ID: 0, TypeName: "}},
-        {R"({"INSTANCE_ID":-1})", {reference + "Object can't be created. ID: 0, TypeName: "}},
-        {R"({"INSTANCE_ID":1.0})", {reference + "Object can't be created. ID: 0, TypeName: "}},
-        {R"({"INSTANCE_ID":"1"})", {reference + "Object can't be created. ID: 0, TypeName: "}},
-        {R"({"INSTANCE_ID":1})", {create + "Can't find object type: Unknown. Please regester it."}},
-        {R"({"INSTANCE_ID":2})", {create + "Object type Object can't be created."}},
-        {R"({"INSTANCE_ID":3})", {create + "Can't find object type: . Please regester it."}},
-        {R"({"INSTANCE_ID":4})", {create + "Can't find object type: . Please regester it."}},
+         {notFound, reference + "18446744073709551615, TypeName: T"},
+         1,
+         2},
+        {R"({"KIV_TYPE_NAME":5})", {noId}, 1, 1},
+        {R"({"INSTANCE_ID":-1})", {noId}, 1, 1},
+        {R"({"INSTANCE_ID":1.0})", {noId}, 1, 1},
+        {R"({"INSTANCE_ID":"1"})", {noId}, 1, 1},
+        {R"({"INSTANCE_ID":1})",
+         {create + "Can't find object type: Unknown. Please regester it."},
+         2,
+         0},
+        {R"({"INSTANCE_ID":2})", {create + "Object type Object can't be created."}, 2, 0},
+        {R"({"INSTANCE_ID":3})", {noType}, 2, 0},
+        {R"({"INSTANCE_ID":4})", {noType}, 2, 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.node);
-        JsonInputArchive input({});
-        input.FromString(
-            Document("{\"o\":" + std::string(c.node) + ",\"l\":[" + c.node + ",null]}",
-                     R"("1":{"KIV_TYPE_NAME":"Unknown"},"2":{"KIV_TYPE_NAME":"Object"},)"
-                     R"("3":{"KIV_TYPE_NAME":[]},"4":[])"));
         RefPtr<SampleNode> object = MakeRefCounted<SampleNode>();
-        input.Serialize<SampleNode>("o", object);
-        EXPECT_FALSE(object);
-        std::vector<std::string> texts;
-        for (const LogLine& line : log.Take()) {
-            EXPECT_EQ(line.level, LogLevel::Error);
-            texts.push_back(line.payload);
-        }
-        EXPECT_EQ(texts, c.texts);
+        JsonForm::Read(Document("{\"o\":" + c.node + ",\"l\":[" + c.node + ",null]}",
+                                R"("1":{"KIV_TYPE_NAME":"Unknown"},"2":{"KIV_TYPE_NAME":"Object"},)"
+                                R"("3":{"KIV_TYPE_NAME":[]},"4":[])"),
+                       [&](Archive& archive) {
+                           archive.Serialize<SampleNode>("o", object);
+                           EXPECT_FALSE(object);
+                           std::vector<std::string> texts;
+                           for (const LogLine& line : log.Take()) {
+                               EXPECT_EQ(line.level, LogLevel::Error);
+                               texts.push_back(line.payload);
+                           }
+                           EXPECT_EQ(texts, c.texts);
 
-        // A type that can't be made is remembered, and stands as null in a list; a reference
-        // without an object is reported again, and left out.
-        Array<RefPtr<Object>> list;
-        input.SerializeObjectArray("l", list);
-        const bool remembered = !texts.empty() && texts[0].starts_with(create);
-        const bool null = c.node == std::string("null");
-        EXPECT_EQ(list.size(), remembered || null ? 2u : 1u);
-        EXPECT_EQ(log.Take().size(),
-                  remembered || null ? 0 : std::max<std::size_t>(texts.size(), 1));
+                           Array<RefPtr<Object>> list;
+                           archive.SerializeObjectArray("l", list);
+                           EXPECT_THAT(list, SizeIs(c.listed));
+                           EXPECT_THAT(log.Take(), SizeIs(c.repeated));
+                       });
     }
 }
 

@@ -9,12 +9,10 @@
 
 #include "archive/sampleObjects.h"
 #include "kiv/base/archiveTypes.h"
-#include "kiv/base/binaryArchive.h"
 #include "kiv/base/binarySerializer.h"
 #include "kiv/base/byteBuffer.h"
 #include "kiv/base/jsonArchive.h"
 #include "kiv/base/jsonSerializer.h"
-#include "support/logCatcher.h"
 
 namespace kiv {
 namespace {
@@ -34,9 +32,9 @@ struct ArchiveSerializer<Tree> {
 
 namespace {
 
+using testing::Document;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using testing::LogCatcher;
 using testing::MakeChain;
 using testing::SampleNode;
 using testing::SampleScript;
@@ -50,14 +48,34 @@ constexpr std::size_t kSmallStack = 256 * 1024;
 #endif
 constexpr int kFitsASmallStack = 8;
 
+std::string Repeated(const std::string& text) {
+    std::string all;
+    for (int i = 0; i < kEndless; ++i)
+        all += text;
+    return all;
+}
+
 // The document of a ring of objects that read nothing but a reference.
-std::string RingDocument(int length) {
-    std::string text =
-        R"({"JSON_ARCHIVE":{"KIV_ARCHIVE_OBJECT":{"Object":{"INSTANCE_ID":1}},"KIV_ARCHIVE_OBJECT_MAP":{)";
-    for (int id = 1; id <= length; ++id)
-        text += (id > 1 ? ",\"" : "\"") + std::to_string(id) + R"(":{"r":{"INSTANCE_ID":)" +
-                std::to_string(id % length + 1) + R"(},"KIV_TYPE_NAME":"Sample\"Script"})";
-    return text + "}}}";
+std::string RingDocument() {
+    std::string map;
+    for (int id = 1; id <= kEndless; ++id)
+        map += (id > 1 ? ",\"" : "\"") + std::to_string(id) + R"(":{"r":{"INSTANCE_ID":)" +
+               std::to_string(id % kEndless + 1) + R"(},"KIV_TYPE_NAME":"Sample\"Script"})";
+    return Document(R"({"Object":{"INSTANCE_ID":1}})", map);
+}
+
+// The stream of a chain of such objects, of which each holds the next.
+std::vector<unsigned char> ChainStream() {
+    const StringView name = "Sample\"Script";
+    ByteBufferWriter writer;
+    for (int id = 1; id <= kEndless; ++id) {
+        writer.AppendUInt8(1);
+        writer.AppendUInt64(static_cast<uint64>(id));
+        writer.AppendUInt32(static_cast<uint32>(name.size()));
+        writer.AppendString(name);
+        writer.AppendUInt32(0);
+    }
+    return {writer.data(), writer.data() + writer.size()};
 }
 
 void OnASmallThread(const std::function<void()>& work) {
@@ -100,34 +118,16 @@ void OnAFiber(const std::function<void()>& work) {
 }
 #endif
 
-// The stream of a chain of such objects, of which each holds the next.
-std::vector<unsigned char> ChainStream(int length) {
-    const StringView name = "Sample\"Script";
-    ByteBufferWriter writer;
-    for (int id = 1; id <= length; ++id) {
-        writer.AppendUInt8(1);
-        writer.AppendUInt64(id);
-        writer.AppendUInt32(static_cast<uint32>(name.size()));
-        writer.AppendString(name);
-        writer.AppendUInt32(0);
-    }
-    return {writer.data(), writer.data() + writer.size()};
-}
-
-class NestingTest : public ::testing::Test {
+class NestingTest : public testing::ObjectTest {
 protected:
     NestingTest() : endless_(MakeChain(kEndless)) {
         SampleScript::body = [](SampleScript& self, Archive& archive) {
             archive.SerializeObject("r", self.reference);
         };
-        json_.SetSerializeString(RingDocument(kEndless));
-        binary_.SetBuffer(ChainStream(kEndless));
+        json_.SetSerializeString(RingDocument());
+        binary_.SetBuffer(ChainStream());
     }
-    ~NestingTest() override {
-        SampleNode::CutAll();
-        endless_ = nullptr;
-        EXPECT_THAT(SampleNode::living, IsEmpty());
-    }
+    ~NestingTest() override { SampleNode::CutAll(); }
 
     void ExpectOneError(const std::string& tag, const std::string& operation) {
         const auto lines = log.Take();
@@ -142,8 +142,6 @@ protected:
     void EndlessChainsFailAndShortOnesPass(const std::string& tag, Serializer& serializer) {
         SCOPED_TRACE(tag);
         Status status;
-        log.Take();
-
         EXPECT_FALSE(serializer.Deserialize("SampleNode", &status));
         EXPECT_EQ(status, Status::Failure);
         ExpectOneError(tag, "Deserialize");
@@ -158,7 +156,6 @@ protected:
         EXPECT_THAT(log.Take(), IsEmpty());
     }
     void EachFormFailsAndPasses() {
-        spdlog::default_logger()->set_level(spdlog::level::info);
         Status status;
         EXPECT_EQ(json_.GetDisplayString(endless_, &status), "");
         EXPECT_EQ(status, Status::Failure);
@@ -170,7 +167,6 @@ protected:
     RefPtr<SampleNode> endless_;
     JsonSerializer json_{{}};
     BinarySerializer binary_{{}};
-    LogCatcher log;
 };
 
 #if !defined(__SANITIZE_THREAD__)  // which records the whole stack of each allocation
@@ -197,35 +193,21 @@ TEST_F(NestingTest, OnAFiber) {
 #endif
 
 TEST(StructureNestingTest, StopsWhereTheStackDoes) {
-    std::string brackets;
-    ByteBufferWriter counts;
-    for (int i = 0; i < kEndless; ++i) {
-        brackets += R"({"children":[)";
-        counts.AppendUInt32(1);
-    }
-    for (int i = 0; i < kEndless; ++i)
-        brackets += "]}";
-    JsonInputArchive json({});
-    json.FromString(R"({"JSON_ARCHIVE":{"KIV_ARCHIVE_OBJECT":)" + brackets + "}}");
-    BinaryInputArchive binary(ArrayView<const unsigned char>(counts.data(), counts.size()), {});
-    for (Archive* archive : {static_cast<Archive*>(&json), static_cast<Archive*>(&binary)}) {
+    const auto read = [](Archive& archive) {
         Array<Tree> trees;
-        EXPECT_THROW(archive->Serialize<Tree>("children", trees), std::runtime_error);
-    }
+        EXPECT_THROW(archive.Serialize<Tree>("children", trees), std::runtime_error);
+    };
+    testing::JsonForm::Read(Document(Repeated(R"({"children":[)") + Repeated("]}")), read);
+    const std::string counts = Repeated(std::string("\0\0\0\1", 4));
+    testing::BinaryForm::Read({counts.begin(), counts.end()}, read);
 }
 
 TEST(JsonBracketsTest, DeepBracketsAreReadAndNotShown) {
-    constexpr int kDepth = 300000;
-    for (const char* brackets : {"[]", "{}"}) {
-        std::string deep;
-        for (int i = 0; i < kDepth; ++i)
-            deep += *brackets == '[' ? "[" : "{\"a\":";
-        deep += "0" + std::string(kDepth, brackets[1]);
+    const std::string pairs[][2] = {{"[", "]"}, {R"({"a":)", "}"}};
+    for (const auto& [open, close] : pairs) {
         JsonInputArchive archive({});
+        archive.FromString(Document("{\"deep\":" + Repeated(open) + "0" + Repeated(close) + "}"));
         std::vector<double> list;
-
-        archive.FromString(R"({"JSON_ARCHIVE":{"KIV_ARCHIVE_OBJECT":{"deep":)" + deep + "}}}");
-
         EXPECT_THROW(archive.SerializeDoubleArray("deep", list), std::invalid_argument);
         EXPECT_THROW(archive.GetDisplayJson("", ""), std::runtime_error);
     }

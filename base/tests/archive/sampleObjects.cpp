@@ -1,10 +1,10 @@
 #include "archive/sampleObjects.h"
 
-#include <cctype>
-#include <map>
+#include <algorithm>
 #include <utility>
-#include <vector>
 
+#include "kiv/base/binaryArchive.h"
+#include "kiv/base/jsonArchive.h"
 #include "kiv/base/registration.h"
 
 namespace kiv::testing {
@@ -27,6 +27,13 @@ std::set<SampleNode*> SampleNode::living;
 int SampleScript::alive = 0;
 std::function<void(SampleScript&, Archive&)> SampleScript::body;
 
+ObjectTest::~ObjectTest() {
+    SampleScript::body = nullptr;
+    SampleNode::CutAll();
+    EXPECT_TRUE(SampleNode::living.empty());
+    EXPECT_EQ(SampleScript::alive, 0);
+}
+
 void SampleNode::CutAll() {
     // Held for the while, so that none goes before its own references are out.
     std::vector<RefPtr<SampleNode>> held(living.begin(), living.end());
@@ -34,6 +41,38 @@ void SampleNode::CutAll() {
         node->next = nullptr;
         node->others.clear();
     }
+}
+
+JsonForm::Stored JsonForm::Written(const Body& body) {
+    JsonOutputArchive archive({});
+    body(archive);
+    std::string text = "replaced";
+    archive.ToString(text);
+    return text;
+}
+
+void JsonForm::Read(const Stored& stored, const Body& body) {
+    JsonInputArchive archive({});
+    archive.FromString(stored);
+    body(archive);
+}
+
+BinaryForm::Stored BinaryForm::Written(const Body& body) {
+    BinaryOutputArchive archive({});
+    body(archive);
+    Stored bytes = {9};
+    archive.ToBuffer(bytes);
+    return bytes;
+}
+
+void BinaryForm::Read(const Stored& stored, const Body& body) {
+    BinaryInputArchive archive(stored, {});
+    body(archive);
+}
+
+std::string Document(const std::string& root, const std::string& map) {
+    return R"({"JSON_ARCHIVE":{"KIV_ARCHIVE_OBJECT":)" + root + R"(,"KIV_ARCHIVE_OBJECT_MAP":{)" +
+           map + "}}}";
 }
 
 RefPtr<SampleNode> MakeChain(int length) {
@@ -56,24 +95,23 @@ RefPtr<SampleNode> MakeTangle() {
     return ring;
 }
 
-std::string WithoutIds(const std::string& json) {
-    std::map<std::string, std::size_t> ids;
-    std::string text;
-    for (std::size_t at = 0; at < json.size();) {
-        std::size_t end = at;
-        while (end < json.size() && std::isdigit(static_cast<unsigned char>(json[end])))
-            ++end;
-        // Nothing else in the samples has so many digits.
-        if (end - at >= 12) {
-            const auto id = ids.try_emplace(json.substr(at, end - at), ids.size() + 1).first;
-            text += '#';
-            text += std::to_string(id->second);
-        } else {
-            text += json.substr(at, end == at ? 1 : end - at);
-        }
-        at = end == at ? at + 1 : end;
-    }
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+        text.replace(at, from.size(), to);
     return text;
+}
+
+std::string WithoutIds(std::string json) {
+    constexpr char kDigits[] = "0123456789";
+    constexpr std::size_t kFewestOfAnId = 12;
+    int ids = 0;
+    for (std::size_t at = 0; (at = json.find_first_of(kDigits, at)) != std::string::npos;) {
+        const std::string number = json.substr(at, json.find_first_not_of(kDigits, at) - at);
+        if (number.size() >= kFewestOfAnId)
+            json = Replaced(json, number, "#" + std::to_string(++ids));
+        at = json.find_first_not_of(kDigits, at + 1);
+    }
+    return json;
 }
 
 }  // namespace kiv::testing

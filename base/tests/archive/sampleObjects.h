@@ -5,10 +5,14 @@
 #include <functional>
 #include <set>
 #include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
 
 #include "kiv/base/array.h"
 #include "kiv/base/object.h"
 #include "kiv/base/refPtr.h"
+#include "support/logCatcher.h"
 
 namespace kiv::testing {
 
@@ -55,14 +59,42 @@ protected:
     ~SampleScript() override { --alive; }
 };
 
+/// A test that has objects, of which none may be left at its end.
+class ObjectTest : public ::testing::Test {
+protected:
+    ObjectTest() { spdlog::default_logger()->set_level(spdlog::level::info); }
+    ~ObjectTest() override;
+
+    LogCatcher log;
+};
+
+using Body = std::function<void(Archive&)>;
+
+/// What the body writes into an archive of that form, and the other way.
+struct JsonForm {
+    using Stored = std::string;
+    static Stored Written(const Body& body);
+    static void Read(const Stored& stored, const Body& body);
+};
+struct BinaryForm {
+    using Stored = std::vector<unsigned char>;
+    static Stored Written(const Body& body);
+    static void Read(const Stored& stored, const Body& body);
+};
+
+/// The JSON document of that root and those entries of the map of objects.
+std::string Document(const std::string& root, const std::string& map = "");
+
 /// A chain of so many nodes.
 RefPtr<SampleNode> MakeChain(int length);
 
 /// Three nodes in a ring, of which each knows all.
 RefPtr<SampleNode> MakeTangle();
 
+std::string Replaced(std::string text, const std::string& from, const std::string& to);
+
 /// The text with every object's id replaced by #1, #2 ... in the order in which they come up.
-std::string WithoutIds(const std::string& json);
+std::string WithoutIds(std::string json);
 
 }  // namespace kiv::testing
 
