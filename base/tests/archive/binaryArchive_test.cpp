@@ -26,7 +26,6 @@ using testing::BinaryForm;
 using testing::Body;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testing::LogLine;
 using ::testing::Ne;
 using testing::SampleScript;
 
@@ -184,14 +183,12 @@ TEST_F(BinaryObjectTest, WhatCannotBeMadeIsSteppedOverAndReportedOnce) {
     Read(bytes, [&](Archive& archive) { archive.SerializeObjectArray("", list); });
 
     EXPECT_THAT(list, ElementsAre(nullptr, nullptr, nullptr, nullptr, nullptr, Ne(nullptr)));
-    const std::string tag = "[domain:kiv.base][tag:BinaryInputArchive::ReadObject";
-    EXPECT_THAT(
-        log.Take(),
-        ElementsAre(LogLine{LogLevel::Error, tag + "Internal]Can't find object type: SampleNobody, "
-                                                   "size: 3, Please regester it."},
-                    LogLine{LogLevel::Error,
-                            tag + "Internal]Object type SampleUncreatable can't be created."},
-                    LogLine{LogLevel::Error, tag + "]Unknown object type: 9"}));
+    const std::string tag = "[tag:BinaryInputArchive::ReadObject";
+    EXPECT_THAT(TakeLog(),
+                ElementsAre(tag + "Internal]Can't find object type: SampleNobody, size: 3, "
+                                  "Please regester it.",
+                            tag + "Internal]Object type SampleUncreatable can't be created.",
+                            tag + "]Unknown object type: 9"));
 }
 
 TEST_F(BinaryObjectTest, AnIdThatComesTwiceNamesTheLaterObject) {
@@ -224,17 +221,12 @@ TEST_F(BinaryObjectTest, EachObjectIsLoggedForDebugging) {
     const Body body = [&](Archive& archive) { archive.SerializeObject("", object); };
     BinaryForm::Read(BinaryForm::Written(body), body);
 
-    const std::string domain = "[domain:kiv.base]";
-    const std::string read = domain + "[tag:BinaryInputArchive::ReadObjectInternal]";
-    EXPECT_THAT(
-        log.Take(),
-        ElementsAre(
-            LogLine{LogLevel::Debug,
-                    domain + "[tag:BinaryOutputArchive::WriteObjectInternal]Write object type: "
-                             "Sample\"Script, size: 4"},
-            LogLine{LogLevel::Debug, read + "Start reading object. Type: Sample\"Script, Size: 4"},
-            LogLine{LogLevel::Debug,
-                    read + "Finished reading object. Type: Sample\"Script, Size: 4"}));
+    const std::string read = "[tag:BinaryInputArchive::ReadObjectInternal]";
+    const std::string what = " object. Type: Sample\"Script, Size: 4";
+    EXPECT_THAT(TakeLog(LogLevel::Debug),
+                ElementsAre("[tag:BinaryOutputArchive::WriteObjectInternal]Write object type: "
+                            "Sample\"Script, size: 4",
+                            read + "Start reading" + what, read + "Finished reading" + what));
 }
 
 }  // namespace

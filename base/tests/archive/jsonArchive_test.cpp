@@ -19,6 +19,7 @@ namespace kiv::testing {
 struct Waypoint {
     int id = 0;
     std::vector<double> at;
+    bool operator==(const Waypoint&) const = default;
 };
 
 }  // namespace kiv::testing
@@ -40,7 +41,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::JsonForm;
-using testing::LogLine;
 using testing::SampleNode;
 using testing::SampleScript;
 using ::testing::SizeIs;
@@ -288,22 +288,14 @@ TEST_F(JsonArchiveTest, FieldsAreFoundInAnyOrderAndMissedWithAWarning) {
     input.Serialize("n", other).Serialize("w", waypoint).Serialize("x", absent);
     input.Serialize("l", list).Serialize("n", absentList);
 
-    EXPECT_EQ(waypoint.id, 5);
-    EXPECT_THAT(waypoint.at, ElementsAre(1, 2.5));
-    EXPECT_EQ(other.id, 7);
-    EXPECT_THAT(other.at, IsEmpty());
-    EXPECT_EQ(absent.id, 5);
-    ASSERT_EQ(list.size(), 2u);
-    EXPECT_EQ(list[0].id, 3);
-    EXPECT_EQ(absentList.size(), 5u);
-    std::vector<std::string> texts;
-    for (const LogLine& line : log.Take()) {
-        EXPECT_EQ(line.level, LogLevel::Warn);
-        texts.push_back(line.payload.substr(line.payload.find("[tag:")));
-    }
+    EXPECT_EQ(waypoint, (Waypoint{5, {1, 2.5}}));
+    EXPECT_EQ(other, (Waypoint{7, {}}));
+    EXPECT_EQ(absent, (Waypoint{5, {9}}));
+    EXPECT_THAT(list, ElementsAre(Waypoint{3, {}}, Waypoint()));
+    EXPECT_THAT(absentList, SizeIs(5));
     const std::string missing =
         "[tag:RapidjsonHelper]Failed to deserialize: Node does not have member ";
-    EXPECT_THAT(texts,
+    EXPECT_THAT(TakeLog(LogLevel::Warn),
                 ElementsAre(missing + "id.",
                             "[tag:JsonInputArchive]Object 'x' not found in the current context.",
                             "[tag:Archive]Failed to begin object for name: x", missing + "at.",
@@ -382,12 +374,11 @@ TEST_F(JsonArchiveTest, KeysOfTheMapAreReadAsWholeNumbers) {
 }
 
 TEST_F(JsonArchiveTest, ReferencesThatLeadNowhereAreLogged) {
-    const std::string domain = "[domain:kiv.base]";
-    const std::string notFound = domain + "Object not found in the map. ID: 18446744073709551615";
+    const std::string notFound = "Object not found in the map. ID: 18446744073709551615";
     const std::string reference =
-        domain + "[tag:JsonInputArchive::SerializeObject]Object can't be created. ID: ";
+        "[tag:JsonInputArchive::SerializeObject]Object can't be created. ID: ";
     const std::string noId = reference + "0, TypeName: ";
-    const std::string create = domain + "[tag:JsonArchive::CreateObjectByID]";
+    const std::string create = "[tag:JsonArchive::CreateObjectByID]";
     const std::string noType = create + "Can't find object type: . Please regester it.";
     const struct {
         std::string node;
@@ -417,25 +408,19 @@ TEST_F(JsonArchiveTest, ReferencesThatLeadNowhereAreLogged) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.node);
+        JsonInputArchive archive({});
+        archive.FromString(
+            Document("{\"o\":" + c.node + ",\"l\":[" + c.node + ",null]}",
+                     R"("1":{"KIV_TYPE_NAME":"Unknown"},"2":{"KIV_TYPE_NAME":"Object"},)"
+                     R"("3":{"KIV_TYPE_NAME":[]},"4":[])"));
         RefPtr<SampleNode> object = MakeRefCounted<SampleNode>();
-        JsonForm::Read(Document("{\"o\":" + c.node + ",\"l\":[" + c.node + ",null]}",
-                                R"("1":{"KIV_TYPE_NAME":"Unknown"},"2":{"KIV_TYPE_NAME":"Object"},)"
-                                R"("3":{"KIV_TYPE_NAME":[]},"4":[])"),
-                       [&](Archive& archive) {
-                           archive.Serialize<SampleNode>("o", object);
-                           EXPECT_FALSE(object);
-                           std::vector<std::string> texts;
-                           for (const LogLine& line : log.Take()) {
-                               EXPECT_EQ(line.level, LogLevel::Error);
-                               texts.push_back(line.payload);
-                           }
-                           EXPECT_EQ(texts, c.texts);
-
-                           Array<RefPtr<Object>> list;
-                           archive.SerializeObjectArray("l", list);
-                           EXPECT_THAT(list, SizeIs(c.listed));
-                           EXPECT_THAT(log.Take(), SizeIs(c.repeated));
-                       });
+        archive.Serialize<SampleNode>("o", object);
+        EXPECT_FALSE(object);
+        EXPECT_EQ(TakeLog(), c.texts);
+        Array<RefPtr<Object>> list;
+        archive.SerializeObjectArray("l", list);
+        EXPECT_THAT(list, SizeIs(c.listed));
+        EXPECT_THAT(log.Take(), SizeIs(c.repeated));
     }
 }
 

@@ -22,23 +22,15 @@ using testing::SampleNode;
 using testing::SampleScript;
 using ::testing::SizeIs;
 
-// Calls `visit` for each node of the tree.
-template <class Visit>
-void ForEachNode(rapidjson::Value& node, Visit visit) {
-    visit(node);
+void CollectNodes(rapidjson::Value& node, std::vector<rapidjson::Value*>& nodes) {
+    nodes.push_back(&node);
     // By index: the comparison of member iterators that are not const is ambiguous to Clang.
     if (node.IsObject())
         for (rapidjson::SizeType i = 0; i < node.MemberCount(); ++i)
-            ForEachNode(node.MemberBegin()[static_cast<std::ptrdiff_t>(i)].value, visit);
+            CollectNodes(node.MemberBegin()[static_cast<std::ptrdiff_t>(i)].value, nodes);
     if (node.IsArray())
         for (auto& element : node.GetArray())
-            ForEachNode(element, visit);
-}
-
-std::vector<rapidjson::Value*> NodesOf(rapidjson::Value& root) {
-    std::vector<rapidjson::Value*> nodes;
-    ForEachNode(root, [&nodes](rapidjson::Value& node) { nodes.push_back(&node); });
-    return nodes;
+            CollectNodes(element, nodes);
 }
 
 class JsonDamageTest : public testing::ObjectTest {
@@ -69,13 +61,13 @@ protected:
     // Damages a copy of the good document at each of its nodes in turn, and reads it.
     template <class Damage>
     void ReadDamaged(Damage damage) {
-        rapidjson::Document document;
-        document.Parse(good_.c_str());
-        const std::size_t count = NodesOf(document).size();
-        for (std::size_t place = 0; place < count; ++place) {
+        for (std::size_t place = 0, count = 1; place < count; ++place) {
             rapidjson::Document damaged;
-            damaged.CopyFrom(document, damaged.GetAllocator());
-            damage(*NodesOf(damaged)[place], damaged.GetAllocator());
+            damaged.Parse(good_.c_str());
+            std::vector<rapidjson::Value*> nodes;
+            CollectNodes(damaged, nodes);
+            count = nodes.size();
+            damage(*nodes[place], damaged.GetAllocator());
             rapidjson::StringBuffer text;
             rapidjson::Writer<rapidjson::StringBuffer> writer(text);
             damaged.Accept(writer);

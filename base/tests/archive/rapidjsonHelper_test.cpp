@@ -1,21 +1,19 @@
 #include "kiv/base/rapidjsonHelper.h"
 
-#include <limits>
-#include <optional>
+#include <stdexcept>
+#include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include "archive/sampleObjects.h"
 #include "kiv/base/integers.h"
-#include "support/logCatcher.h"
 
 namespace kiv {
 namespace {
 
 using ::testing::ElementsAre;
-using testing::LogCatcher;
-using testing::LogLine;
 
 constexpr char kNoInt[] = "Failed to deserialize: Value is not an int.";
 constexpr char kNoUint[] = "Failed to deserialize: Value is not an unsigned int.";
@@ -24,6 +22,8 @@ constexpr char kNoFloat[] = "Failed to deserialize: Value is not a float.";
 constexpr char kNoDouble[] = "Failed to deserialize: Value is not a double.";
 constexpr char kNoString[] = "Failed to deserialize: Value is not a string.";
 constexpr char kNoArray[] = "Failed to deserialize: Node is not an array.";
+
+using RapidjsonHelperTest = testing::ObjectTest;
 
 rapidjson::Document Parse(const char* json) {
     rapidjson::Document document;
@@ -48,7 +48,7 @@ std::string Converted(const rapidjson::Value& node) {
         return std::to_string(out);
 }
 
-TEST(RapidjsonHelperTest, NodeFitsItsTargetOrIsRefused) {
+TEST_F(RapidjsonHelperTest, NodeFitsItsTargetOrIsRefused) {
     const struct {
         const char* json;
         std::string (*convert)(const rapidjson::Value&);
@@ -95,26 +95,18 @@ TEST(RapidjsonHelperTest, NodeFitsItsTargetOrIsRefused) {
     }
 }
 
-TEST(RapidjsonHelperTest, MemberIsFoundByNameOrMissedWithAWarning) {
-    LogCatcher log;
+TEST_F(RapidjsonHelperTest, MemberIsFoundByNameOrMissedWithAWarning) {
     const rapidjson::Document document = Parse(R"({"a":1,"b":[1,2]})");
     int value = 7;
-
     EXPECT_TRUE(RapidjsonHelper::Deserialize(document, "a", value));
     EXPECT_EQ(value, 1);
     EXPECT_TRUE(RapidjsonHelper::Deserialize(document["a"], "", value));
-    EXPECT_THAT(log.Take(), ElementsAre());
-
     EXPECT_FALSE(RapidjsonHelper::Deserialize(document, "c", value));
     EXPECT_FALSE(RapidjsonHelper::Deserialize(document["b"], "a", value));
     EXPECT_EQ(value, 1);
-    const auto missing = [](const char* name) {
-        return LogLine{LogLevel::Warn,
-                       std::string("[domain:kiv.base][tag:RapidjsonHelper]Failed to deserialize: "
-                                   "Node does not have member ") +
-                           name + "."};
-    };
-    EXPECT_THAT(log.Take(), ElementsAre(missing("c"), missing("a")));
+    const std::string missing =
+        "[tag:RapidjsonHelper]Failed to deserialize: Node does not have member ";
+    EXPECT_THAT(TakeLog(LogLevel::Warn), ElementsAre(missing + "c.", missing + "a."));
 }
 
 template <class List>
@@ -132,7 +124,7 @@ void ExpectListsToGoThrough(const List& values, const char* json) {
     EXPECT_THROW(RapidjsonHelper::Deserialize(Parse("[[]]"), nullptr, read), std::invalid_argument);
 }
 
-TEST(RapidjsonHelperTest, ListsGoThroughWhole) {
+TEST_F(RapidjsonHelperTest, ListsGoThroughWhole) {
     ExpectListsToGoThrough(Array<int>{1, -2}, "[1,-2]");
     ExpectListsToGoThrough(Array<std::string>{"a"}, R"(["a"])");
     ExpectListsToGoThrough(std::vector<bool>{true, false}, "[true,false]");

@@ -34,6 +34,17 @@ ObjectTest::~ObjectTest() {
     EXPECT_EQ(SampleScript::alive, 0);
 }
 
+std::vector<std::string> ObjectTest::TakeLog(LogLevel level) {
+    const std::string domain = "[domain:kiv.base]";
+    std::vector<std::string> texts;
+    for (const LogLine& line : log.Take()) {
+        EXPECT_EQ(line.level, level);
+        EXPECT_EQ(line.payload.substr(0, domain.size()), domain);
+        texts.push_back(line.payload.substr(std::min(domain.size(), line.payload.size())));
+    }
+    return texts;
+}
+
 void SampleNode::CutAll() {
     // Held for the while, so that none goes before its own references are out.
     std::vector<RefPtr<SampleNode>> held(living.begin(), living.end());

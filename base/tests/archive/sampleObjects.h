@@ -65,6 +65,9 @@ protected:
     ObjectTest() { spdlog::default_logger()->set_level(spdlog::level::info); }
     ~ObjectTest() override;
 
+    /// What was logged since the last call, all of it at that level, behind the domain.
+    std::vector<std::string> TakeLog(LogLevel level = LogLevel::Error);
+
     LogCatcher log;
 };
 

@@ -17,19 +17,11 @@ namespace {
 using testing::Document;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testing::LogLine;
 using testing::SampleNode;
 using testing::SampleScript;
 using testing::WithoutIds;
 
 const std::unordered_map<std::string, Value> kOptions = {{"sample", Value(1)}};
-
-LogLine Line(LogLevel level, const std::string& tag, const std::string& text) {
-    return {level, "[domain:kiv.base][tag:" + tag + "]" + text};
-}
-LogLine Error(const std::string& tag, const std::string& text) {
-    return Line(LogLevel::Error, tag, text);
-}
 
 class SerializersTest : public testing::ObjectTest {
 protected:
@@ -63,7 +55,6 @@ TEST_F(SerializersTest, PassTheirOptionsOnAndReadWhatIsStored) {
 }
 
 TEST_F(SerializersTest, BinaryFailuresAreLoggedAndChangeNothing) {
-    constexpr char kTag[] = "BinarySerializer";
     const auto fail = [](SampleScript&, Archive&) { throw std::runtime_error("enough"); };
     SampleScript::body = [](SampleScript&, Archive&) {};
     ASSERT_TRUE(binary.Serialize(MakeRefCounted<SampleScript>()));
@@ -78,11 +69,12 @@ TEST_F(SerializersTest, BinaryFailuresAreLoggedAndChangeNothing) {
     EXPECT_FALSE(binary.Deserialize("", nullptr));
     EXPECT_EQ(binary.Serialize(MakeRefCounted<SampleScript>()), Status::Failure);
     EXPECT_EQ(binary.GetBuffer(), buffer);
-    const std::string unknown = "Can't find object type: ";
-    EXPECT_THAT(log.Take(), ElementsAre(Error(kTag, "Deserialize failed: enough, type: SampleNode"),
-                                        Error(kTag, unknown + "SampleNobody, Please register it."),
-                                        Error(kTag, unknown + ", Please register it."),
-                                        Error(kTag, "Serialize failed: enough")));
+    const std::string tag = "[tag:BinarySerializer]";
+    const std::string unknown = tag + "Can't find object type: ";
+    EXPECT_THAT(TakeLog(),
+                ElementsAre(tag + "Deserialize failed: enough, type: SampleNode",
+                            unknown + "SampleNobody, Please register it.",
+                            unknown + ", Please register it.", tag + "Serialize failed: enough"));
 }
 
 TEST_F(SerializersTest, JsonFailuresAreLoggedAndLeaveThingsAsTheyWere) {
@@ -108,15 +100,13 @@ TEST_F(SerializersTest, JsonFailuresAreLoggedAndLeaveThingsAsTheyWere) {
     EXPECT_EQ(status, Status::Failure);
     EXPECT_EQ(out, "untouched");
 
-    std::vector<std::string> texts;
-    for (const LogLine& line : log.Take())
-        if (line.payload.find("tag:JsonSerializer") != std::string::npos)
-            texts.push_back(line.payload.substr(line.payload.rfind(']') + 1));
-    EXPECT_THAT(texts, ElementsAre("Serialize failed: Unknown kiv::Value type",
-                                   "GetDisplayString failed: Unknown kiv::Value type",
-                                   "GetDisplayString failed: Unknown kiv::Value type",
-                                   "SerializeToDisplay failed: Unknown kiv::Value type",
-                                   "SerializeToDisplay failed: there is no object"));
+    const std::string tag = "[tag:JsonSerializer]";
+    const std::string why = " failed: Unknown kiv::Value type";
+    std::vector<std::string> texts = TakeLog();
+    std::erase_if(texts, [&](const std::string& text) { return !text.starts_with(tag); });
+    EXPECT_THAT(texts, ElementsAre(tag + "Serialize" + why, tag + "GetDisplayString" + why,
+                                   tag + "GetDisplayString" + why, tag + "SerializeToDisplay" + why,
+                                   tag + "SerializeToDisplay failed: there is no object"));
 }
 
 TEST_F(SerializersTest, JsonWithoutAnObjectReadsAsNull) {
@@ -125,9 +115,9 @@ TEST_F(SerializersTest, JsonWithoutAnObjectReadsAsNull) {
         json.SetSerializeString(text);
         EXPECT_FALSE(json.Deserialize("SampleNode", &status));
         EXPECT_EQ(status, Status::InvalidCast);
-        EXPECT_THAT(log.Take(),
-                    ElementsAre(Line(LogLevel::Warn, "JsonInputArchive::SerializeObject",
-                                     "Object can't be created. Name: Object")));
+        EXPECT_THAT(TakeLog(LogLevel::Warn),
+                    ElementsAre("[tag:JsonInputArchive::SerializeObject]Object can't be created. "
+                                "Name: Object"));
     }
 }
 
@@ -151,14 +141,12 @@ TEST_F(SerializersTest, TextThatIsNoJsonFails) {
         Status status;
         EXPECT_FALSE(json.Deserialize("", &status));
         EXPECT_EQ(status, Status::Failure);
-        EXPECT_THAT(
-            log.Take(),
-            ElementsAre(
-                Error("JsonInputArchive",
-                      "Json parse error: " + std::to_string(c.code) + ", string: " + c.text),
-                Error("JsonSerializer",
-                      std::string("Deserialize failed: Json parse error, serialize string: ") +
-                          c.text)));
+        EXPECT_THAT(TakeLog(),
+                    ElementsAre("[tag:JsonInputArchive]Json parse error: " +
+                                    std::to_string(c.code) + ", string: " + c.text,
+                                "[tag:JsonSerializer]Deserialize failed: Json parse error, "
+                                "serialize string: " +
+                                    std::string(c.text)));
     }
 }
 
