@@ -44,7 +44,7 @@ bool extractDate(const std::string& fileName, std::string& date) {
 }
 
 void cleanupOldFiles(const std::string& directory, int keepDays) {
-    const std::string target = paths::AbsolutePath(directory.empty() ? "." : directory);
+    const std::string target = paths::AbsolutePath(directory);
     const UniqueFD folder = OpenDirectory(target.c_str(), false, FilePermission::Read);
     if (!folder.is_valid()) {
         std::cerr << "Error: Could not open directory " << target << std::endl;
